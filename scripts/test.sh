@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Builds everything and runs every test suite, then the sanitizer builds:
+# ThreadSanitizer over the instrument link, AddressSanitizer over the file and stream readers.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+jobs=$(nproc)
+
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build -j "$jobs"
+ctest --test-dir build --output-on-failure -j "$jobs"
+
+# name, sanitizer, suites
+run_sanitized() {
+  local dir=$1 san=$2; shift 2
+  local targets=()
+  for t in "$@"; do
+    if [ -f "tests/${t#test_}/CMakeLists.txt" ]; then targets+=("$t"); fi
+  done
+  [ ${#targets[@]} -gt 0 ] || return 0
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DLVX_SANITIZE="$san" \
+    -DLVX_BUILD_BENCHMARKS=OFF >/dev/null
+  cmake --build "$dir" -j "$jobs" --target "${targets[@]}"
+  local regex
+  regex="^($(IFS='|'; echo "${targets[*]}"))$"
+  ctest --test-dir "$dir" --output-on-failure -R "$regex"
+}
+
+run_sanitized build-tsan thread test_ui test_instrument
+run_sanitized build-asan address,undefined test_documents

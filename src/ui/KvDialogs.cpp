@@ -1,0 +1,81 @@
+#include "KvDialogs.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QMessageBox>
+
+namespace {
+class TKvRealDialogs : public TKvDialogs {
+ public:
+  int MessageDlg(const QString& msg, TMsgDlgType type, int buttons) override {
+    QMessageBox box(QApplication::activeWindow());
+    static const QMessageBox::Icon icons[] = {QMessageBox::Warning, QMessageBox::Critical,
+                                              QMessageBox::Information, QMessageBox::Question,
+                                              QMessageBox::NoIcon};
+    static const char* titles[] = {"Warning", "Error", "Information", "Confirm", ""};
+    box.setIcon(icons[int(type)]);
+    box.setWindowTitle(QApplication::applicationName().isEmpty()
+                           ? titles[int(type)]
+                           : QApplication::applicationName());
+    box.setText(msg);
+    struct Map {
+      int flag;
+      QMessageBox::StandardButton button;
+      int result;
+    };
+    static const Map map[] = {
+        {mbYes, QMessageBox::Yes, mrYes},         {mbNo, QMessageBox::No, mrNo},
+        {mbOK, QMessageBox::Ok, mrOk},            {mbCancel, QMessageBox::Cancel, mrCancel},
+        {mbAbort, QMessageBox::Abort, mrAbort},   {mbRetry, QMessageBox::Retry, mrRetry},
+        {mbIgnore, QMessageBox::Ignore, mrIgnore}};
+    for (const Map& m : map)
+      if (buttons & m.flag) box.addButton(m.button);
+    box.exec();
+    QAbstractButton* clicked = box.clickedButton();
+    for (const Map& m : map)
+      if (clicked && box.standardButton(clicked) == m.button) return m.result;
+    return (buttons & mbCancel) ? mrCancel : mrNone;
+  }
+
+  bool OpenFileDialog(TKvFileDialogRequest& r) override { return Run(r, QFileDialog::AcceptOpen); }
+  bool SaveFileDialog(TKvFileDialogRequest& r) override { return Run(r, QFileDialog::AcceptSave); }
+
+ private:
+  static bool Run(TKvFileDialogRequest& r, QFileDialog::AcceptMode mode) {
+    QFileDialog dlg(QApplication::activeWindow(), r.Title, r.InitialDir);
+    dlg.setAcceptMode(mode);
+    dlg.setFileMode(mode == QFileDialog::AcceptOpen ? QFileDialog::ExistingFile
+                                                    : QFileDialog::AnyFile);
+    QStringList filters = KvDialogs_FilterToQt(r.Filter);
+    if (!filters.isEmpty()) {
+      dlg.setNameFilters(filters);
+      if (r.FilterIndex >= 1 && r.FilterIndex <= filters.size())
+        dlg.selectNameFilter(filters[r.FilterIndex - 1]);
+    }
+    if (!r.DefaultExt.isEmpty()) dlg.setDefaultSuffix(r.DefaultExt);
+    if (!r.FileName.isEmpty()) dlg.selectFile(r.FileName);
+    if (dlg.exec() != QDialog::Accepted || dlg.selectedFiles().isEmpty()) return false;
+    r.FileName = dlg.selectedFiles().first();
+    r.FilterIndex = int(filters.indexOf(dlg.selectedNameFilter())) + 1;
+    return true;
+  }
+};
+
+TKvRealDialogs gRealDialogs;
+TKvDialogs* gDialogs = &gRealDialogs;
+}  // namespace
+
+TKvDialogs& KvDialogs() { return *gDialogs; }
+void KvDialogs_Install(TKvDialogs* dialogs) { gDialogs = dialogs ? dialogs : &gRealDialogs; }
+
+QStringList KvDialogs_FilterToQt(const QString& filter) {
+  QStringList parts = filter.split('|');
+  QStringList out;
+  for (int i = 0; i + 1 < parts.size(); i += 2) {
+    QString patterns = parts[i + 1];
+    patterns.replace(';', ' ');
+    QString name = parts[i];
+    out << (name.contains('(') ? name : QString("%1 (%2)").arg(name, patterns));
+  }
+  return out;
+}

@@ -1,0 +1,46 @@
+#pragma once
+// Shared test seams: a scripted dialog service, the virtual clock and pinned regional
+// settings. Every suite's main() creates a QApplication on the offscreen platform.
+#include <QString>
+#include <QStringList>
+#include <deque>
+#include <gtest/gtest.h>
+
+#include "KvClock.h"
+#include "KvDialogs.h"
+#include "KvLocale.h"
+
+// Records every message box and answers from a queue (default: the box's first button).
+class TScriptedDialogs : public TKvDialogs {
+ public:
+  struct Shown {
+    QString Text;
+    TMsgDlgType Type;
+    int Buttons;
+  };
+  std::vector<Shown> Messages;
+  std::deque<int> Answers;
+  std::deque<QString> FileAnswers;  // empty string = cancelled
+  std::vector<TKvFileDialogRequest> FileRequests;
+
+  int MessageDlg(const QString& msg, TMsgDlgType type, int buttons) override;
+  bool OpenFileDialog(TKvFileDialogRequest& request) override { return File(request); }
+  bool SaveFileDialog(TKvFileDialogRequest& request) override { return File(request); }
+
+ private:
+  bool File(TKvFileDialogRequest& request);
+};
+
+// Pins a locale with '.' decimal, "dd.mm.yyyy" and "hh:nn:ss".
+TKvLocale PinnedTestLocale();
+
+// A fixture with the virtual clock installed at 23 Nov 2026 10:00:00, scripted dialogs and
+// the pinned locale.
+class VirtualTimeTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  TKvVirtualClock Clock{0};
+  TScriptedDialogs Dialogs;
+};
