@@ -1,7 +1,7 @@
+#include "LvxTool.h"
+
 #include <QCoreApplication>
 #include <cstdio>
-
-#include "LvxTool.h"
 
 namespace {
 std::vector<TLvxToolCommand>& Registry() {
@@ -19,7 +19,9 @@ TLvxToolRegistration::TLvxToolRegistration(TLvxToolCommand command) {
   Registry().push_back(std::move(command));
 }
 
-const std::vector<TLvxToolCommand>& LvxTool_Commands() { return Registry(); }
+const std::vector<TLvxToolCommand>& LvxTool_Commands() {
+  return Registry();
+}
 
 int main(int argc, char** argv) {
   QCoreApplication app(argc, argv);

@@ -24,11 +24,21 @@ void SendPostedEvents() {
 }
 }  // namespace
 
-TKvClock& KvClock() { return *gClock.load(); }
-void KvClock_Install(TKvClock* clock) { gClock.store(clock ? clock : &gRealClock); }
-void Sleep(int ms) { KvClock().Sleep(ms); }
-void ProcessMessages() { KvClock().ProcessMessages(); }
-void ProcessMessagesFor(int ms) { KvClock().ProcessMessagesFor(ms); }
+TKvClock& KvClock() {
+  return *gClock.load();
+}
+void KvClock_Install(TKvClock* clock) {
+  gClock.store(clock ? clock : &gRealClock);
+}
+void Sleep(int ms) {
+  KvClock().Sleep(ms);
+}
+void ProcessMessages() {
+  KvClock().ProcessMessages();
+}
+void ProcessMessagesFor(int ms) {
+  KvClock().ProcessMessagesFor(ms);
+}
 
 // ---------------------------------------------------------------------------------------
 TKvTimer::TKvTimer(QObject* owner, int interval, bool oneShot)
@@ -40,7 +50,8 @@ TKvTimer::~TKvTimer() {
 
 void TKvTimer::SetEnabled(bool on) {
   if (QThread::currentThread() != thread()) {
-    QMetaObject::invokeMethod(this, [this, on] { SetEnabled(on); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this, on] { SetEnabled(on); }, Qt::QueuedConnection);
     return;
   }
   if (FEnabled.load() == on) return;
@@ -56,7 +67,8 @@ void TKvTimer::SetEnabled(bool on) {
 
 void TKvTimer::SetInterval(int ms) {
   if (QThread::currentThread() != thread()) {
-    QMetaObject::invokeMethod(this, [this, ms] { SetInterval(ms); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this, ms] { SetInterval(ms); }, Qt::QueuedConnection);
     return;
   }
   FInterval = ms;
@@ -69,9 +81,13 @@ void TKvTimer::Fire() {
 }
 
 // ---------------------------------------------------------------------------------------
-TDateTime TKvRealClock::Now() { return FromQDateTime(QDateTime::currentDateTime()); }
+TDateTime TKvRealClock::Now() {
+  return FromQDateTime(QDateTime::currentDateTime());
+}
 
-void TKvRealClock::Sleep(int ms) { QThread::msleep(ulong(std::max(ms, 0))); }
+void TKvRealClock::Sleep(int ms) {
+  QThread::msleep(ulong(std::max(ms, 0)));
+}
 
 void TKvRealClock::ProcessMessages() {
   if (QCoreApplication::instance()) QCoreApplication::processEvents();
@@ -82,7 +98,8 @@ void TKvRealClock::ProcessMessagesFor(int ms) {
   t.start();
   do {
     if (QCoreApplication::instance())
-      QCoreApplication::processEvents(QEventLoop::AllEvents, std::max<int>(1, ms - int(t.elapsed())));
+      QCoreApplication::processEvents(QEventLoop::AllEvents,
+                                      std::max<int>(1, ms - int(t.elapsed())));
     else
       QThread::msleep(1);
   } while (t.elapsed() < ms);
@@ -113,13 +130,21 @@ TKvVirtualClock::~TKvVirtualClock() {
   if (&KvClock() == this) KvClock_Install(nullptr);
 }
 
-TDateTime TKvVirtualClock::Now() { return FStart + double(FNowMs.load()) / MSecsPerDay; }
+TDateTime TKvVirtualClock::Now() {
+  return FStart + double(FNowMs.load()) / MSecsPerDay;
+}
 
-void TKvVirtualClock::SetNow(TDateTime now) { FStart = now - double(FNowMs.load()) / MSecsPerDay; }
+void TKvVirtualClock::SetNow(TDateTime now) {
+  FStart = now - double(FNowMs.load()) / MSecsPerDay;
+}
 
-void TKvVirtualClock::Sleep(int ms) { FNowMs.fetch_add(std::max(ms, 0)); }
+void TKvVirtualClock::Sleep(int ms) {
+  FNowMs.fetch_add(std::max(ms, 0));
+}
 
-void TKvVirtualClock::ProcessMessages() { FireDue(FNowMs.load()); }
+void TKvVirtualClock::ProcessMessages() {
+  FireDue(FNowMs.load());
+}
 
 void TKvVirtualClock::Advance(int64_t ms) {
   FireDue(FNowMs.load() + std::max<int64_t>(ms, 0));
@@ -153,4 +178,6 @@ void TKvVirtualClock::TimerStart(TKvTimer* timer) {
   FTimers[timer] = Due{FNowMs.load() + std::max(timer->FInterval, 0), ++FSequence};
 }
 
-void TKvVirtualClock::TimerStop(TKvTimer* timer) { FTimers.erase(timer); }
+void TKvVirtualClock::TimerStop(TKvTimer* timer) {
+  FTimers.erase(timer);
+}

@@ -24,7 +24,9 @@ void SplitDay(TDateTime dt, qint64& day, qint64& msOfDay) {
 }
 }  // namespace
 
-bool IsLeapYear(int year) { return (year % 4 == 0) && (year % 100 != 0 || year % 400 == 0); }
+bool IsLeapYear(int year) {
+  return (year % 4 == 0) && (year % 100 != 0 || year % 400 == 0);
+}
 
 int DaysInMonth(int year, int month) {
   static const int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -41,8 +43,7 @@ bool TryEncodeDate(int year, int month, int day, TDateTime& result) {
 }
 
 bool TryEncodeTime(int hour, int min, int sec, int msec, TDateTime& result) {
-  if (hour < 0 || hour > 23 || min < 0 || min > 59 || sec < 0 || sec > 59 || msec < 0 ||
-      msec > 999)
+  if (hour < 0 || hour > 23 || min < 0 || min > 59 || sec < 0 || sec > 59 || msec < 0 || msec > 999)
     return false;
   result = (((hour * 60.0 + min) * 60.0 + sec) * 1000.0 + msec) / MSecsPerDay;
   return true;
@@ -50,13 +51,15 @@ bool TryEncodeTime(int hour, int min, int sec, int msec, TDateTime& result) {
 
 TDateTime EncodeDate(int year, int month, int day) {
   TDateTime r;
-  if (!TryEncodeDate(year, month, day, r)) throw std::invalid_argument("Invalid argument to date encode");
+  if (!TryEncodeDate(year, month, day, r))
+    throw std::invalid_argument("Invalid argument to date encode");
   return r;
 }
 
 TDateTime EncodeTime(int hour, int min, int sec, int msec) {
   TDateTime r;
-  if (!TryEncodeTime(hour, min, sec, msec, r)) throw std::invalid_argument("Invalid argument to time encode");
+  if (!TryEncodeTime(hour, min, sec, msec, r))
+    throw std::invalid_argument("Invalid argument to time encode");
   return r;
 }
 
@@ -75,8 +78,12 @@ void DecodeTime(TDateTime dt, int& hour, int& min, int& sec, int& msec) {
   msec = int(ms % 1000);
 }
 
-TDateTime Now() { return KvClock().Now(); }
-TDateTime Date() { return std::trunc(Now()); }
+TDateTime Now() {
+  return KvClock().Now();
+}
+TDateTime Date() {
+  return std::trunc(Now());
+}
 TDateTime Time() {
   TDateTime n = Now();
   return n - std::trunc(n);

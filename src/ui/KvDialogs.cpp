@@ -14,20 +14,21 @@ class TKvRealDialogs : public TKvDialogs {
                                               QMessageBox::NoIcon};
     static const char* titles[] = {"Warning", "Error", "Information", "Confirm", ""};
     box.setIcon(icons[int(type)]);
-    box.setWindowTitle(QApplication::applicationName().isEmpty()
-                           ? titles[int(type)]
-                           : QApplication::applicationName());
+    box.setWindowTitle(QApplication::applicationName().isEmpty() ? titles[int(type)]
+                                                                 : QApplication::applicationName());
     box.setText(msg);
     struct Map {
       int flag;
       QMessageBox::StandardButton button;
       int result;
     };
-    static const Map map[] = {
-        {mbYes, QMessageBox::Yes, mrYes},         {mbNo, QMessageBox::No, mrNo},
-        {mbOK, QMessageBox::Ok, mrOk},            {mbCancel, QMessageBox::Cancel, mrCancel},
-        {mbAbort, QMessageBox::Abort, mrAbort},   {mbRetry, QMessageBox::Retry, mrRetry},
-        {mbIgnore, QMessageBox::Ignore, mrIgnore}};
+    static const Map map[] = {{mbYes, QMessageBox::Yes, mrYes},
+                              {mbNo, QMessageBox::No, mrNo},
+                              {mbOK, QMessageBox::Ok, mrOk},
+                              {mbCancel, QMessageBox::Cancel, mrCancel},
+                              {mbAbort, QMessageBox::Abort, mrAbort},
+                              {mbRetry, QMessageBox::Retry, mrRetry},
+                              {mbIgnore, QMessageBox::Ignore, mrIgnore}};
     for (const Map& m : map)
       if (buttons & m.flag) box.addButton(m.button);
     box.exec();
@@ -65,8 +66,12 @@ TKvRealDialogs gRealDialogs;
 TKvDialogs* gDialogs = &gRealDialogs;
 }  // namespace
 
-TKvDialogs& KvDialogs() { return *gDialogs; }
-void KvDialogs_Install(TKvDialogs* dialogs) { gDialogs = dialogs ? dialogs : &gRealDialogs; }
+TKvDialogs& KvDialogs() {
+  return *gDialogs;
+}
+void KvDialogs_Install(TKvDialogs* dialogs) {
+  gDialogs = dialogs ? dialogs : &gRealDialogs;
+}
 
 QStringList KvDialogs_FilterToQt(const QString& filter) {
   QStringList parts = filter.split('|');

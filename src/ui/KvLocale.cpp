@@ -46,9 +46,13 @@ TKvLocale TKvLocale::FromSystem() {
   return l;
 }
 
-TKvLocale& KvLocale() { return Storage(); }
+TKvLocale& KvLocale() {
+  return Storage();
+}
 
-void KvLocale_Pin(const TKvLocale& locale) { Storage() = locale; }
+void KvLocale_Pin(const TKvLocale& locale) {
+  Storage() = locale;
+}
 
 QString KvFormatFloat(const char* format, double value) {
   // Parse "%[-][width][.prec]f"; everything else in the format is copied as it stands.

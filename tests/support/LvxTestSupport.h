@@ -1,10 +1,11 @@
 #pragma once
 // Shared test seams: a scripted dialog service, the virtual clock and pinned regional
 // settings. Every suite's main() creates a QApplication on the offscreen platform.
+#include <gtest/gtest.h>
+
 #include <QString>
 #include <QStringList>
 #include <deque>
-#include <gtest/gtest.h>
 
 #include "KvClock.h"
 #include "KvDialogs.h"

@@ -1,7 +1,8 @@
 // The toolkit seams: day-count dates, the C-style float formats, date patterns and the
 // virtual clock's timer semantics. Real-clock timing is left to the program's own runs.
-#include <QThread>
 #include <gtest/gtest.h>
+
+#include <QThread>
 
 #include "KvClock.h"
 #include "KvDateTime.h"
