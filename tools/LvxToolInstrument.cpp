@@ -1,0 +1,149 @@
+// lvxtool decode and simulate: the instrument link without a window, for checking a meter
+// or a captured stream offline.
+#include <QCoreApplication>
+#include <QFile>
+#include <cmath>
+#include <cstdio>
+
+#include "KvAppServices.h"
+#include "KvDateTime.h"
+#include "KvStreamPort.h"
+#include "LvxTool.h"
+#include "UDmKv_COM_Commander.h"
+
+namespace {
+
+// Status texts go where the status bar would show them: here, the output, when asked for.
+class TConsoleServices : public TKvAppServices {
+ public:
+  TConsoleServices(QTextStream& out, bool show) : FOut(out), FShow(show) {}
+  void DoStatusBarNotify(const QString& msg, bool) override {
+    if (FShow) FOut << "status: " << msg << "\n";
+  }
+  bool IsModified() const override { return false; }
+  void SetIsModified(bool) override {}
+  bool IsFileLoaded() const override { return false; }
+  void SetIsFileLoaded(bool) override {}
+
+ private:
+  QTextStream& FOut;
+  bool FShow;
+};
+
+// An empty port list: the tools never open a device.
+class TNoPorts : public TKvPortList {
+ public:
+  QStringList Ports() const override { return {}; }
+  bool PortExists(int) const override { return false; }
+  void CheckPorts(int) override {}
+};
+
+QString ReadingLine(const TKvUniqueData& d) {
+  QString line = FormatDateTime("yyyy-mm-dd", d.dtDate) + " " +
+                 FormatDateTime("hh:nn:ss", d.dtTime - std::trunc(d.dtTime)) + " " +
+                 QString::number(d.dVal, 'f', 1) + " dB " + (d.bA ? "A" : "C") + " " +
+                 (d.bSlow ? "SLOW" : "FAST") + " " +
+                 QString("%1-%2").arg(qRound(d.dLo)).arg(qRound(d.dHi));
+  if (d.bMax) line += " MAX";
+  if (d.bOver) line += " OVER";
+  if (d.bUnder) line += " UNDER";
+  if (!d.bValid) line += " INVALID";
+  if (!d.bLive) line += " NOT-LIVE";
+  return line;
+}
+
+int Decode(const QStringList& args, QTextStream& out, QTextStream& err) {
+  bool memo = false;
+  int chunk = 1;
+  QString file;
+  for (int i = 0; i < args.size(); ++i) {
+    if (args[i] == "--memo") {
+      memo = true;
+    } else if (args[i] == "--chunk" && i + 1 < args.size()) {
+      bool ok = false;
+      chunk = args[++i].toInt(&ok);
+      if (!ok || chunk < 1) {
+        err << "lvxtool decode: --chunk needs a whole number of at least 1\n";
+        return 2;
+      }
+    } else if (file.isEmpty()) {
+      file = args[i];
+    } else {
+      err << "usage: lvxtool decode [--memo] [--chunk N] FILE|-\n";
+      return 2;
+    }
+  }
+  if (file.isEmpty()) {
+    err << "usage: lvxtool decode [--memo] [--chunk N] FILE|-\n";
+    return 2;
+  }
+  QFile in;
+  const bool opened = file == "-" ? in.open(stdin, QIODevice::ReadOnly)
+                                  : (in.setFileName(file), in.open(QIODevice::ReadOnly));
+  if (!opened) {
+    err << "lvxtool decode: cannot read " << file << ": " << in.errorString() << "\n";
+    return 2;
+  }
+
+  TConsoleServices services(out, memo);
+  KvAppServices_Install(&services);
+  TKvStreamPort port;
+  TNoPorts noPorts;
+  TDmKv_COM_Commander commander(&port, &noPorts);
+  commander.OnDataReceived = [&](QObject*, const QString& strData, const TKvUniqueData& data) {
+    if (memo) {
+      // Texts queued while this record was decoded come first, as they were produced first.
+      commander.FTimerStatusBarTimer();
+      out << strData.section("\r\n", 0, 0) << "\n" << strData.section("\r\n", 1) << "\n";
+    } else {
+      out << ReadingLine(data) << "\n";
+    }
+  };
+  for (;;) {
+    const QByteArray bytes = in.read(chunk);
+    if (bytes.isEmpty()) break;
+    port.Push(bytes);
+    commander.SerialRxChar();
+  }
+  commander.FTimerStatusBarTimer();
+  KvAppServices_Install(nullptr);
+  if (in.error() != QFileDevice::NoError && !in.atEnd()) {
+    err << "lvxtool decode: cannot read " << file << ": " << in.errorString() << "\n";
+    return 2;
+  }
+  return 0;
+}
+
+int Simulate(const QStringList& args, QTextStream& out, QTextStream& err) {
+  int count = -1;
+  for (int i = 0; i < args.size(); ++i) {
+    bool ok = false;
+    if (args[i] == "--count" && i + 1 < args.size() && (count = args[++i].toInt(&ok), ok) &&
+        count > 0)
+      continue;
+    err << "usage: lvxtool simulate [--count N]\n";
+    return 2;
+  }
+  TKvStreamPort port;
+  TNoPorts noPorts;
+  TDmKv_COM_Commander commander(&port, &noPorts);
+  int shown = 0;
+  commander.OnDataReceived = [&](QObject*, const QString&, const TKvUniqueData& data) {
+    if (!data.bConnected) return;
+    out << ReadingLine(data) << "\n";
+    out.flush();
+    if (count > 0 && ++shown >= count) QCoreApplication::quit();
+  };
+  TKvTimer tick(nullptr, 1000);
+  tick.OnTimer = [&] {
+    tick.SetEnabled(false);
+    commander.DoSimulateTick();
+    tick.SetEnabled(true);
+  };
+  tick.SetEnabled(true);
+  return QCoreApplication::exec();
+}
+
+TLvxToolRegistration decodeCommand({"decode", "decode [--memo] [--chunk N] FILE|-", Decode});
+TLvxToolRegistration simulateCommand({"simulate", "simulate [--count N]", Simulate});
+}  // namespace
