@@ -557,7 +557,7 @@ QString Dump(const TKvBuf& buf, int lenBuf, const char* format) {
 }  // namespace
 
 QString TDmKv_COM_Commander::TrmBuf_ToHex(const TKvBuf& buf, int lenBuf) {
-  return Dump(buf, lenBuf, "%.2x ");
+  return Dump(buf, lenBuf, "%.2X ");
 }
 
 QString TDmKv_COM_Commander::TrmBuf_ToDec(const TKvBuf& buf, int lenBuf) {

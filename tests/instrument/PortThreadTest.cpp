@@ -1,0 +1,50 @@
+// Bytes decoded on a port thread while the main thread runs the timers: every hand-over
+// (status queue, watchdog flags and timer switches, the reading) must be race-free. This
+// suite is also run under ThreadSanitizer.
+#include <QThread>
+#include <atomic>
+#include <mutex>
+
+#include "InstrumentFixture.h"
+
+class PortThreadTest : public InstrumentTest {};
+
+TEST_F(PortThreadTest, PortThreadDecodesWhileMainThreadRunsTimers) {
+  std::mutex copyLock;
+  TKvUniqueData lastCopy;  // guarded by copyLock
+  std::atomic<int> delivered{0}, lost{0};
+  Commander->OnDataReceived = [&](QObject*, const QString&, const TKvUniqueData& d) {
+    std::lock_guard<std::mutex> lock(copyLock);
+    lastCopy = d;
+    (d.bConnected ? delivered : lost)++;
+  };
+
+  const int kRecords = 400;
+  std::atomic<bool> done{false};
+  QThread* port = QThread::create([&] {
+    for (int i = 0; i < kRecords; ++i) {
+      QByteArray r = WorkedRecord();
+      if (i % 10 == 0) r.prepend(char(0x55));  // a garbage byte now and then
+      Port.Push(r);
+      Commander->SerialRxChar();
+    }
+    done = true;
+  });
+  port->start();
+  while (!done) {
+    Clock.Advance(1);
+    QThread::yieldCurrentThread();
+    (void)Commander->IsConnected();
+    (void)Commander->CurrentData();
+  }
+  port->wait();
+  delete port;
+  Clock.Advance(200);
+  EXPECT_EQ(delivered.load(), kRecords);
+  EXPECT_EQ(Services.Texts.filter("failure Magic = 5 )").size(), kRecords / 10);
+  Clock.Advance(5000);
+  // Virtual time runs freely against the port thread, so a pause may count as a loss too.
+  EXPECT_GE(lost.load(), 1);
+  std::lock_guard<std::mutex> lock(copyLock);
+  EXPECT_FALSE(lastCopy.bConnected);
+}
