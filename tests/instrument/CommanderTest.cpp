@@ -89,6 +89,7 @@ TEST_F(CommanderTest, APortThatWillNotOpenIsReportedOnClose) {
   EXPECT_EQ(Commander->CheckDeviceAvailable(), -1);
   Commander->DoConnect(false, cap);
   EXPECT_EQ(Services.Texts.last(), "COM1 could not be opened");
+  Commander.reset();  // before the port it uses goes
 }
 
 TEST_F(CommanderTest, OpeningAPortDropsWhatASimulationOrAnEarlierStreamLeft) {

@@ -4,6 +4,7 @@
 #include <QThread>
 #include <atomic>
 #include <mutex>
+#include <thread>
 
 #include "InstrumentFixture.h"
 
@@ -21,7 +22,7 @@ TEST_F(PortThreadTest, PortThreadDecodesWhileMainThreadRunsTimers) {
 
   const int kRecords = 400;
   std::atomic<bool> done{false};
-  QThread* port = QThread::create([&] {
+  std::thread port([&] {
     for (int i = 0; i < kRecords; ++i) {
       QByteArray r = WorkedRecord();
       if (i % 10 == 0) r.prepend(char(0x55));  // a garbage byte now and then
@@ -30,15 +31,13 @@ TEST_F(PortThreadTest, PortThreadDecodesWhileMainThreadRunsTimers) {
     }
     done = true;
   });
-  port->start();
   while (!done) {
     Clock.Advance(1);
     QThread::yieldCurrentThread();
     (void)Commander->IsConnected();
     (void)Commander->CurrentData();
   }
-  port->wait();
-  delete port;
+  port.join();
   Clock.Advance(200);
   EXPECT_EQ(delivered.load(), kRecords);
   EXPECT_EQ(Services.Texts.filter("failure Magic = 5 )").size(), kRecords / 10);

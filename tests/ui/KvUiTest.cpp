@@ -2,7 +2,7 @@
 // virtual clock's timer semantics. Real-clock timing is left to the program's own runs.
 #include <gtest/gtest.h>
 
-#include <QThread>
+#include <thread>
 
 #include "KvClock.h"
 #include "KvDateTime.h"
@@ -112,14 +112,12 @@ TEST_F(KvVirtualClockTest, SwitchesFromAnotherThreadArriveInOrder) {
   int ticks = 0;
   TKvTimer t(nullptr, 100);
   t.OnTimer = [&] { ++ticks; };
-  QThread* worker = QThread::create([&] {
+  std::thread worker([&] {
     t.SetEnabled(true);
     t.SetEnabled(false);
     t.SetEnabled(true);
   });
-  worker->start();
-  worker->wait();
-  delete worker;
+  worker.join();
   Clock.Advance(100);
   EXPECT_TRUE(t.Enabled());
   EXPECT_EQ(ticks, 1);
