@@ -62,10 +62,13 @@ QString TKvFormStorage::SectionName() const {
 
 bool TKvFormStorage::eventFilter(QObject* watched, QEvent* event) {
   QWidget* form = Form();
-  if (watched == form && form->isWindow()) {
-    if (event->type() == QEvent::Show && !FRestored) RestoreFormPlacement();
-    if (event->type() == QEvent::Close) SaveFormPlacement();
+  if (!form) return false;
+  if (watched == form && event->type() == QEvent::Show && !FRestored) {
+    // A docked panel is never closed itself: it saves when its window closes.
+    if (!form->isWindow()) form->window()->installEventFilter(this);
+    RestoreFormPlacement();
   }
+  if (watched == form->window() && event->type() == QEvent::Close) SaveFormPlacement();
   return QObject::eventFilter(watched, event);
 }
 
@@ -127,6 +130,8 @@ void TKvFormStorage::RestorePlacementKeys(QWidget* form) {
 }
 
 QByteArray TKvFormStorage::StoredProp(const QString& spec, QObject*& component) const {
+  component = nullptr;
+  if (!parent()) return QByteArray();
   QString componentName = spec.section('.', 0, 0);
   component = parent()->objectName() == componentName
                   ? parent()

@@ -3,10 +3,11 @@
 // TKvFormStorage named "KvFormStorage1", bound to the one TKvAppIniFileStorage, and gets the
 // section named after the form (AppStoragePath "%FORM_NAME%\").
 //
-// On a window's first showing the storage restores, in this order: position, size and state;
-// StoredProps; StoredValues; the focused control; then OnRestorePlacement. On closing it saves
-// the same, then OnSavePlacement, then flushes the file. Both may be run at any time by hand
-// (data modules, which are never shown, do so in their create and destroy).
+// On the form's first showing the storage restores, in this order: a window's position, size
+// and state; StoredProps; StoredValues; the focused control; then OnRestorePlacement. When the
+// form's window closes it saves the same, then OnSavePlacement, then flushes the file; a panel
+// docked into another window saves when that window closes. Both may be run at any time by
+// hand (data modules, which are never shown, do so in their create and destroy).
 #include <QObject>
 #include <QPointer>
 #include <QStringList>

@@ -94,6 +94,21 @@ TEST_F(KvFormStorageTest, AMaximisedWindowComesBackMaximisedOverItsNormalPlace) 
   EXPECT_EQ(f.form.normalGeometry(), QRect(50, 60, 300, 200));
 }
 
+TEST_F(KvFormStorageTest, ADockedPanelRestoresWhenShownAndSavesWhenItsWindowCloses) {
+  QWidget main;
+  main.setObjectName("FrmKvMain");
+  TTestForm panel(Store.get());
+  panel.form.setParent(&main);
+  int restored = 0;
+  panel.storage->OnRestorePlacement = [&] { ++restored; };
+  main.show();
+  EXPECT_EQ(restored, 1);
+  panel.combo->setCurrentIndex(1);
+  main.close();
+  EXPECT_EQ(Store->ReadInteger("FrmLvx_Connect", "cxComboBoxCOM.ItemIndex", -1), 1);
+  EXPECT_FALSE(Store->ValueExists("FrmLvx_Connect", "Left"));  // the layout places a panel
+}
+
 TEST_F(KvFormStorageTest, AFileFromAnotherFormVersionIsNotApplied) {
   Store->WriteInteger("FrmLvx_Connect", "FormVersion", 1);
   Store->WriteInteger("FrmLvx_Connect", "cxComboBoxCOM.ItemIndex", 2);
