@@ -25,7 +25,8 @@ class TKvIniFile {
   const TDamage& Damage() const { return FDamage; }
 
   std::optional<QString> Value(const QString& section, const QString& key) const;
-  // Line breaks and other control characters in a value become blanks: one value, one line.
+  // Line breaks and other control characters in a value become blanks (one value, one line),
+  // and blanks around it are dropped, as INI readers drop them.
   void SetValue(const QString& section, const QString& key, const QString& value);
   bool EraseSection(const QString& section);
   QStringList Sections() const;
