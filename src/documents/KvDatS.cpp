@@ -1,0 +1,541 @@
+#include "KvDatS.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <cstring>
+
+// ---- record pool ------------------------------------------------------------------------
+
+void TKvDatSRecordPool::SetRecordSize(int size) {
+  Clear();
+  FSize = size;
+}
+
+uint32_t TKvDatSRecordPool::Alloc() {
+  uint32_t index;
+  if (!FFree.empty()) {
+    index = FFree.back();
+    FFree.pop_back();
+  } else {
+    index = FNext++;
+    if ((index >> ChunkBits) >= FChunks.size())
+      FChunks.emplace_back(new uint8_t[size_t(FSize) << ChunkBits]);
+  }
+  std::memset(At(index), 0, FSize);
+  return index;
+}
+
+void TKvDatSRecordPool::Free(uint32_t index) {
+  FFree.push_back(index);
+}
+
+void TKvDatSRecordPool::Clear() {
+  FChunks.clear();
+  FFree.clear();
+  FFree.shrink_to_fit();
+  FNext = 0;
+}
+
+size_t TKvDatSRecordPool::MemoryBytes() const {
+  return FChunks.size() * (size_t(FSize) << ChunkBits) + FFree.capacity() * sizeof(uint32_t);
+}
+
+// ---- columns ----------------------------------------------------------------------------
+
+void TKvDatSColumn::SetDataType(TKvDataType type) {
+  switch (type) {
+    case dtSingle:
+      Precision = 8;
+      break;
+    case dtDouble:
+      Precision = 16;
+      break;
+    case dtExtended:
+    case dtCurrency:
+      Precision = 20;
+      break;
+    case dtBCD:
+    case dtFmtBCD:
+      Precision = 64;
+      break;
+    default:
+      Precision = 0;
+  }
+  if (SourceDataType == FDataType) SourceDataType = type;
+  FDataType = type;
+}
+
+void TKvDatSColumn::SetAttribute(TKvDataAttribute a, bool on) {
+  Attributes = on ? Attributes | KvBit(a) : Attributes & ~KvBit(a);
+  if (a == caAllowNull) Options = on ? Options | KvBit(coAllowNull) : Options & ~KvBit(coAllowNull);
+  if (a == caReadOnly && on) Options |= KvBit(coReadOnly);
+}
+
+TKvDatSColumn& TKvDatSColumnList::Add(const QString& name, TKvDataType type) {
+  FItems.push_back(std::make_unique<TKvDatSColumn>());
+  TKvDatSColumn& c = *FItems.back();
+  c.Name = name;
+  c.SetDataType(type);
+  return c;
+}
+
+int TKvDatSColumnList::IndexOf(const QString& name) const {
+  for (int i = 0; i < Count(); ++i)
+    if (FItems[i]->Name.compare(name, Qt::CaseInsensitive) == 0) return i;
+  return -1;
+}
+
+int TKvDatSColumnList::UpdateLayout() {
+  FNullBytes = (Count() + 7) / 8;
+  int offset = FNullBytes;
+  for (auto& c : FItems) {
+    c->FOffset = offset;
+    offset += KvDataTypeInlineSize(c->DataType());
+  }
+  return std::max(offset, 1);
+}
+
+// ---- views ------------------------------------------------------------------------------
+
+namespace {
+template <typename T>
+int CompareRaw(const uint8_t* a, const uint8_t* b) {
+  T x, y;
+  std::memcpy(&x, a, sizeof(T));
+  std::memcpy(&y, b, sizeof(T));
+  return x < y ? -1 : (x > y ? 1 : 0);
+}
+
+int CompareFloat(double x, double y) {
+  const double d = x - y;
+  return d > 1e-13 ? 1 : (d < -1e-13 ? -1 : 0);
+}
+
+int CompareValues(TKvDataType type, const uint8_t* a, const uint8_t* b) {
+  switch (type) {
+    case dtBoolean: {
+      uint16_t x, y;
+      std::memcpy(&x, a, 2);
+      std::memcpy(&y, b, 2);
+      return int(x != 0) - int(y != 0);
+    }
+    case dtSByte:
+      return CompareRaw<int8_t>(a, b);
+    case dtByte:
+      return CompareRaw<uint8_t>(a, b);
+    case dtInt16:
+      return CompareRaw<int16_t>(a, b);
+    case dtUInt16:
+      return CompareRaw<uint16_t>(a, b);
+    case dtInt32:
+    case dtDate:
+    case dtTime:
+      return CompareRaw<int32_t>(a, b);
+    case dtUInt32:
+      return CompareRaw<uint32_t>(a, b);
+    case dtInt64:
+    case dtCurrency:
+      return CompareRaw<int64_t>(a, b);
+    case dtUInt64:
+      return CompareRaw<uint64_t>(a, b);
+    case dtSingle: {
+      float x, y;
+      std::memcpy(&x, a, 4);
+      std::memcpy(&y, b, 4);
+      return CompareFloat(x, y);
+    }
+    case dtDouble:
+    case dtDateTime: {
+      double x, y;
+      std::memcpy(&x, a, 8);
+      std::memcpy(&y, b, 8);
+      return CompareFloat(x, y);
+    }
+    default: {
+      const int n = KvDataTypeInlineSize(type);
+      const int c = n > 0 ? std::memcmp(a, b, n) : 0;
+      return c < 0 ? -1 : (c > 0 ? 1 : 0);
+    }
+  }
+}
+}  // namespace
+
+int TKvDatSView::CompareColumns(const uint8_t* a, const uint8_t* b) const {
+  for (const TSortColumn& sc : SortColumns) {
+    const bool nullA = FTable.IsNull(a, sc.Column), nullB = FTable.IsNull(b, sc.Column);
+    int c;
+    bool isNullOrder = nullA || nullB;
+    if (isNullOrder)
+      c = nullA == nullB ? 0 : (nullA ? -1 : 1);
+    else if (KvDataTypeIsVariable(FTable.Columns[sc.Column].DataType()))
+      c = FTable.VarData(a, sc.Column) < FTable.VarData(b, sc.Column)
+              ? -1
+              : (FTable.VarData(b, sc.Column) < FTable.VarData(a, sc.Column) ? 1 : 0);
+    else
+      c = CompareValues(FTable.Columns[sc.Column].DataType(), FTable.Cell(a, sc.Column),
+                        FTable.Cell(b, sc.Column));
+    const bool keepNullSign = isNullOrder && (SortOptions & KvBit(soDescNullLast));
+    if (sc.Descending && !keepNullSign) c = -c;
+    if (c != 0) return c;
+  }
+  return 0;
+}
+
+int TKvDatSView::Compare(uint32_t a, uint32_t b) const {
+  int c = CompareColumns(FTable.RowData(a), FTable.RowData(b));
+  if (c != 0 || (SortOptions & (KvBit(soUnique) | KvBit(soPrimary)))) return c;
+  const uint32_t ida = FTable.Row(a).RowID, idb = FTable.Row(b).RowID;
+  return ida < idb ? -1 : (ida > idb ? 1 : 0);
+}
+
+int TKvDatSView::Insert(uint32_t handle) {
+  int lo = 0, hi = FRows.Count() - 1;
+  while (lo <= hi) {
+    const int mid = (lo + hi) / 2;
+    if (Compare(FRows[mid], handle) <= 0)
+      lo = mid + 1;
+    else
+      hi = mid - 1;
+  }
+  FRows.Insert(lo, handle);
+  FLastInsertPos = lo;
+  return lo;
+}
+
+int TKvDatSView::Remove(uint32_t handle) {
+  int lo = 0, hi = FRows.Count() - 1;
+  while (lo <= hi) {
+    const int mid = (lo + hi) / 2;
+    if (Compare(FRows[mid], handle) < 0)
+      lo = mid + 1;
+    else
+      hi = mid - 1;
+  }
+  int pos = lo;
+  while (pos < FRows.Count() && FRows[pos] != handle && Compare(FRows[pos], handle) == 0) ++pos;
+  if (pos >= FRows.Count() || FRows[pos] != handle) pos = FRows.IndexOf(handle);
+  if (pos >= 0) FRows.Delete(pos);
+  return pos;
+}
+
+void TKvDatSView::QuickSort(int lo, int hi) {
+  uint32_t* a = FRows.begin();
+  // Runs below five rows are left to the closing insertion sort.
+  while (hi - lo + 1 >= 5) {
+    const int mid = (lo + hi) / 2;
+    if (Compare(a[mid], a[lo]) < 0) std::swap(a[mid], a[lo]);
+    if (Compare(a[hi], a[lo]) < 0) std::swap(a[hi], a[lo]);
+    if (Compare(a[hi], a[mid]) < 0) std::swap(a[hi], a[mid]);
+    const uint32_t pivot = a[mid];
+    int i = lo, j = hi;
+    do {
+      while (Compare(a[i], pivot) < 0) ++i;
+      while (Compare(a[j], pivot) > 0) --j;
+      if (i <= j) std::swap(a[i++], a[j--]);
+    } while (i <= j);
+    if (j - lo < hi - i) {
+      QuickSort(lo, j);
+      lo = i;
+    } else {
+      QuickSort(i, hi);
+      hi = j;
+    }
+  }
+}
+
+void TKvDatSView::Rebuild() {
+  FRows.Clear();
+  FRows.SetMinimumCapacity(FTable.RowCount());
+  for (uint32_t h : FTable.Rows()) FRows.Add(h);
+  QuickSort(0, FRows.Count() - 1);
+  uint32_t* a = FRows.begin();
+  for (int i = 1; i < FRows.Count(); ++i) {
+    const uint32_t h = a[i];
+    int j = i - 1;
+    while (j >= 0 && Compare(a[j], h) > 0) {
+      a[j + 1] = a[j];
+      --j;
+    }
+    a[j + 1] = h;
+  }
+}
+
+// ---- journal ----------------------------------------------------------------------------
+
+void TKvDatSUpdatesJournal::RegisterRow(TKvDatSTable& table, uint32_t row) {
+  RegisterRowAs(table, row, FChangeNumber++);
+}
+
+void TKvDatSUpdatesJournal::RegisterRowAs(TKvDatSTable& table, uint32_t row, uint32_t n) {
+  table.Row(row).ChangeNumber = n;
+  FChanges.push_back({&table, row});
+}
+
+void TKvDatSUpdatesJournal::UnregisterRow(TKvDatSTable& table, uint32_t row) {
+  // Acceptance follows registration at once, so the entry is nearly always the last.
+  for (size_t i = FChanges.size(); i-- > 0;)
+    if (FChanges[i].Table == &table && FChanges[i].Row == row) {
+      FChanges.erase(FChanges.begin() + i);
+      break;
+    }
+  table.Row(row).ChangeNumber = KvNoRowID;
+}
+
+void TKvDatSUpdatesJournal::AcceptChanges(TKvDatSTable* table) {
+  const std::vector<TChange> changes = FChanges;
+  for (const TChange& c : changes)
+    if (!table || c.Table == table) c.Table->AcceptRow(c.Row);
+}
+
+int TKvDatSUpdatesJournal::ChangeCount(const TKvDatSTable* table) const {
+  return int(std::count_if(FChanges.begin(), FChanges.end(),
+                           [table](const TChange& c) { return !table || c.Table == table; }));
+}
+
+void TKvDatSUpdatesJournal::Forget(const TKvDatSTable& table) {
+  std::erase_if(FChanges, [&table](const TChange& c) { return c.Table == &table; });
+}
+
+// ---- table ------------------------------------------------------------------------------
+
+TKvDatSTable::TKvDatSTable(TKvDatSManager* manager) : FManager(manager) {
+  UpdateLayout();
+}
+
+TKvDatSTable::~TKvDatSTable() {
+  if (TKvDatSUpdatesJournal* j = Journal()) j->Forget(*this);
+}
+
+int TKvDatSTable::TabID() const {
+  return FManager ? FManager->IndexOfTable(this) : -1;
+}
+
+TKvDatSUpdatesJournal* TKvDatSTable::Journal() const {
+  return FManager && FManager->UpdatesRegistry ? &FManager->Updates() : nullptr;
+}
+
+void TKvDatSTable::UpdateLayout() {
+  ClearRows();
+  FBufferPool.SetRecordSize(Columns.UpdateLayout());
+  FAllNull.assign(FBufferPool.RecordSize(), 0);
+  FHasVarColumns = false;
+  for (int i = 0; i < Columns.Count(); ++i)
+    FHasVarColumns |= KvDataTypeIsVariable(Columns[i].DataType());
+}
+
+uint32_t TKvDatSTable::NewRow() {
+  const uint32_t h = FRowPool.Alloc();
+  new (FRowPool.At(h)) TKvDatSRow();
+  Row(h).Proposed = NewBuffer();
+  return h;
+}
+
+void TKvDatSTable::FreeBuffer(uint32_t buffer) {
+  if (buffer == KvNoBuffer) return;
+  if (FHasVarColumns) {
+    const uint8_t* buf = Buffer(buffer);
+    for (int i = 0; i < Columns.Count(); ++i)
+      if (KvDataTypeIsVariable(Columns[i].DataType()) && !IsNull(buf, i)) {
+        uint32_t slot;
+        std::memcpy(&slot, Cell(buf, i), 4);
+        FBlobs[slot].clear();
+        FFreeBlobs.push_back(slot);
+      }
+  }
+  FBufferPool.Free(buffer);
+}
+
+void TKvDatSTable::FreeRow(uint32_t row) {
+  TKvDatSRow& r = Row(row);
+  FreeBuffer(r.Original);
+  FreeBuffer(r.Current);
+  FreeBuffer(r.Proposed);
+  FRowPool.Free(row);
+}
+
+void TKvDatSTable::SetNull(uint8_t* buf, int col, bool null) {
+  if (null)
+    buf[col >> 3] &= uint8_t(~(1u << (col & 7)));
+  else
+    buf[col >> 3] |= uint8_t(1u << (col & 7));
+}
+
+QByteArray TKvDatSTable::VarData(const uint8_t* buf, int col) const {
+  if (IsNull(buf, col)) return QByteArray();
+  uint32_t slot;
+  std::memcpy(&slot, Cell(buf, col), 4);
+  return FBlobs[slot];
+}
+
+void TKvDatSTable::SetVarData(uint8_t* buf, int col, const QByteArray& data) {
+  uint32_t slot;
+  if (!IsNull(buf, col)) {
+    std::memcpy(&slot, Cell(buf, col), 4);
+  } else if (!FFreeBlobs.empty()) {
+    slot = FFreeBlobs.back();
+    FFreeBlobs.pop_back();
+  } else {
+    slot = uint32_t(FBlobs.size());
+    FBlobs.emplace_back();
+  }
+  FBlobs[slot] = data;
+  std::memcpy(Cell(buf, col), &slot, 4);
+  SetNull(buf, col, false);
+}
+
+uint32_t TKvDatSTable::FittingVersion(uint32_t row) const {
+  const TKvDatSRow& r = Row(row);
+  switch (r.RowState) {
+    case rsUnchanged:
+    case rsDeleted:
+      return r.Original;
+    case rsInserted:
+    case rsModified:
+      return r.Current;
+    default:
+      if (r.Proposed != KvNoBuffer) return r.Proposed;
+      return r.Current != KvNoBuffer ? r.Current : r.Original;
+  }
+}
+
+const uint8_t* TKvDatSTable::RowData(uint32_t row) const {
+  const uint32_t v = FittingVersion(row);
+  return v == KvNoBuffer ? FAllNull.data() : Buffer(v);
+}
+
+void TKvDatSTable::AttachRow(uint32_t row) {
+  TKvDatSRow& r = Row(row);
+  if (r.RowID == KvNoRowID) {
+    assert(FRowIDCounter != KvNoRowID);
+    r.RowID = FRowIDCounter++;
+  }
+  if (FRows.Count() == 0) FRows.SetMinimumCapacity(std::max(MinimumCapacity, 1));
+  FRows.Add(row);
+  if (FState == tsLoadingFromStorage) return;  // the loader sets versions, views follow
+  if (FState == tsLoadUnchanged3 || FState == tsLoadUnchanged4 || FState == tsLoadUnchanged6) {
+    r.Original = r.Proposed;
+    r.Proposed = KvNoBuffer;
+    r.RowState = rsUnchanged;
+  } else {
+    r.Current = r.Proposed;
+    r.Proposed = KvNoBuffer;
+    r.RowState = rsInserted;
+    if (TKvDatSUpdatesJournal* j = Journal()) j->RegisterRow(*this, row);
+  }
+  for (auto& v : FViews) v->Insert(row);
+}
+
+void TKvDatSTable::AcceptRow(uint32_t row) {
+  TKvDatSRow& r = Row(row);
+  if (TKvDatSUpdatesJournal* j = Journal(); j && r.ChangeNumber != KvNoRowID)
+    j->UnregisterRow(*this, row);
+  r.ChangeNumber = KvNoRowID;
+  switch (r.RowState) {
+    case rsInserted:
+    case rsModified:
+      FreeBuffer(r.Original);
+      r.Original = r.Current;
+      r.Current = KvNoBuffer;
+      r.RowState = rsUnchanged;
+      break;
+    case rsDeleted: {
+      for (auto& v : FViews) v->Remove(row);
+      FRows.Delete(FRows.IndexOf(row));
+      FreeRow(row);
+      break;
+    }
+    default:
+      break;
+  }
+}
+
+void TKvDatSTable::DeleteRow(uint32_t row) {
+  TKvDatSRow& r = Row(row);
+  if (r.RowState == rsInserted) {
+    if (TKvDatSUpdatesJournal* j = Journal(); j && r.ChangeNumber != KvNoRowID)
+      j->UnregisterRow(*this, row);
+    r.RowState = rsDeleted;  // the views find it by its current data before it goes
+    r.Original = r.Current;
+    r.Current = KvNoBuffer;
+    for (auto& v : FViews) v->Remove(row);
+    FRows.Delete(FRows.IndexOf(row));
+    FreeRow(row);
+    return;
+  }
+  r.RowState = rsDeleted;
+  if (TKvDatSUpdatesJournal* j = Journal()) j->RegisterRow(*this, row);
+}
+
+void TKvDatSTable::ClearRows() {
+  if (TKvDatSUpdatesJournal* j = Journal()) j->Forget(*this);
+  FRows.Clear();
+  for (auto& v : FViews) v->Rebuild();
+  FRowPool.Clear();
+  FBufferPool.Clear();
+  FBlobs.clear();
+  FFreeBlobs.clear();
+}
+
+TKvDatSView& TKvDatSTable::AddView(const QString& name) {
+  FViews.push_back(std::make_unique<TKvDatSView>(*this));
+  FViews.back()->Name = name;
+  return *FViews.back();
+}
+
+void TKvDatSTable::RemoveView(TKvDatSView& view) {
+  std::erase_if(FViews, [&view](const auto& v) { return v.get() == &view; });
+}
+
+void TKvDatSTable::BeginLoadData(TKvDatSTableState state) {
+  FState = state;
+}
+
+void TKvDatSTable::EndLoadData() {
+  const bool rebuild = FState == tsLoadingFromStorage;
+  FState = tsNormal;
+  if (rebuild)
+    for (auto& v : FViews) v->Rebuild();
+}
+
+size_t TKvDatSTable::MemoryBytes() const {
+  size_t bytes = FRowPool.MemoryBytes() + FBufferPool.MemoryBytes() + FRows.MemoryBytes();
+  for (const auto& v : FViews) bytes += v->MemoryBytes();
+  return bytes;
+}
+
+// ---- manager ----------------------------------------------------------------------------
+
+int TKvDatSManager::IndexOfTable(const TKvDatSTable* table) const {
+  for (int i = 0; i < TableCount(); ++i)
+    if (FTables[i].get() == table) return i;
+  return -1;
+}
+
+TKvDatSTable* TKvDatSManager::FindTable(const QString& name) {
+  for (auto& t : FTables)
+    if (t->Name.compare(name, Qt::CaseInsensitive) == 0) return t.get();
+  return nullptr;
+}
+
+TKvDatSTable& TKvDatSManager::AddTable(const QString& name) {
+  FTables.push_back(std::make_unique<TKvDatSTable>(this));
+  FTables.back()->Name = name;
+  FTables.back()->CheckNotNull = CheckNotNull;
+  return *FTables.back();
+}
+
+void TKvDatSManager::RemoveTable(TKvDatSTable& table) {
+  std::erase_if(FTables, [&table](const auto& t) { return t.get() == &table; });
+}
+
+QString TKvDatSManager::UniqueTableName(const QString& base) const {
+  auto used = [this](const QString& n) {
+    return std::any_of(FTables.begin(), FTables.end(), [&n](const auto& t) {
+      return t->Name.compare(n, Qt::CaseInsensitive) == 0;
+    });
+  };
+  QString name = base;
+  for (int i = 1; used(name); ++i) name = base + QStringLiteral("_%1").arg(i);
+  return name;
+}

@@ -1,0 +1,34 @@
+#pragma once
+// Row handles in table or view order. The array keeps free room at both ends, so that an
+// insertion moves only the shorter side: new readings land at the end of the ascending view
+// and near the front of the descending one, and both stay O(1) at any size.
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+class TKvDatSRowList {
+ public:
+  int Count() const { return FCount; }
+  uint32_t operator[](int i) const { return FBuf[FHead + i]; }
+  uint32_t* begin() { return FBuf.data() + FHead; }
+  uint32_t* end() { return begin() + FCount; }
+  const uint32_t* begin() const { return FBuf.data() + FHead; }
+  const uint32_t* end() const { return begin() + FCount; }
+
+  void SetMinimumCapacity(int capacity);
+  int Capacity() const { return int(FBuf.size()); }
+  void Add(uint32_t handle) { Insert(FCount, handle); }
+  void Insert(int pos, uint32_t handle);
+  void Delete(int pos);
+  void Clear();
+  // Searches from both ends at once: rows near either end are found at once.
+  int IndexOf(uint32_t handle) const;
+  size_t MemoryBytes() const { return FBuf.capacity() * sizeof(uint32_t); }
+
+ private:
+  void Grow(bool needFront);
+
+  std::vector<uint32_t> FBuf;
+  int FHead = 0;
+  int FCount = 0;
+};

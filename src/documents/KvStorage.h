@@ -1,0 +1,192 @@
+#pragma once
+// The storage layer: a dataset's object tree is walked once and written through these
+// operations, so that the same walk gives the binary document and the XML export. Reading
+// works by expectation: each Read names the property it would like next and gets the
+// default back when the data holds something else there.
+#include <QByteArray>
+#include <QHash>
+#include <QIODevice>
+#include <QString>
+#include <QStringList>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "KvDatSTypes.h"
+#include "KvMemErrors.h"
+
+enum class TKvStorageMode { smRead, smWrite };
+
+inline constexpr int KvStorageCurrentVersion = 7;
+
+class TKvStorage {
+ public:
+  virtual ~TKvStorage() = default;
+
+  // Version of the data being read, or being written; steers the version branches.
+  int Version() const { return FVersion; }
+  void SetStoreVersion(int version) { FStoreVersion = version; }
+
+  virtual void Open(TKvStorageMode mode, QIODevice* device) = 0;
+  virtual bool IsOpen() const = 0;
+  virtual void Close() = 0;
+  virtual bool IsObjectEnd() = 0;
+
+  virtual bool ReadBoolean(const QString& name, bool def) = 0;
+  virtual double ReadDate(const QString& name, double def) = 0;
+  virtual double ReadFloat(const QString& name, double def) = 0;
+  virtual int32_t ReadInteger(const QString& name, int32_t def) = 0;
+  virtual uint32_t ReadLongWord(const QString& name, uint32_t def) = 0;
+  virtual int64_t ReadInt64(const QString& name, int64_t def) = 0;
+  // An empty name takes any object; the name read is returned.
+  virtual QString ReadObjectBegin(const QString& name) = 0;
+  virtual void ReadObjectEnd(const QString& name) = 0;
+  virtual QByteArray ReadAnsiString(const QString& name, const QByteArray& def) = 0;
+  virtual QString ReadWideString(const QString& name, const QString& def) = 0;
+  // One column value: fixed-size payloads go to `fixed`, variable ones to `var`. False when
+  // the value is absent (NULL).
+  virtual bool ReadValue(const QString& name, int index, TKvDataType type, void* fixed,
+                         QByteArray* var) = 0;
+  // `values` are the enumeration's full names; their list position is the value.
+  virtual int ReadEnum(const QString& name, const QStringList& values, int def) = 0;
+  // Peeks: the position stays.
+  virtual bool TestObject(const QString& name) = 0;
+  virtual bool TestProperty(const QString& name) = 0;
+  virtual QString PeekObjectName() = 0;
+
+  virtual void WriteBoolean(const QString& name, bool value, bool def) = 0;
+  virtual void WriteDate(const QString& name, double value, double def) = 0;
+  virtual void WriteFloat(const QString& name, double value, double def) = 0;
+  virtual void WriteInteger(const QString& name, int32_t value, int32_t def) = 0;
+  virtual void WriteLongWord(const QString& name, uint32_t value, uint32_t def) = 0;
+  virtual void WriteInt64(const QString& name, int64_t value, int64_t def) = 0;
+  virtual void WriteObjectBegin(const QString& name) = 0;
+  virtual void WriteObjectEnd(const QString& name) = 0;
+  virtual void WriteAnsiString(const QString& name, const QByteArray& value,
+                               const QByteArray& def) = 0;
+  virtual void WriteWideString(const QString& name, const QString& value, const QString& def) = 0;
+  virtual void WriteValue(const QString& name, int index, TKvDataType type, const void* fixed,
+                          const QByteArray* var) = 0;
+  virtual void WriteEnum(const QString& name, const QStringList& values, int value, int def) = 0;
+
+  virtual int64_t GetBookmark() = 0;
+  virtual void SetBookmark(int64_t bookmark) = 0;
+
+  QString ReadString(const QString& name, const QString& def) { return ReadWideString(name, def); }
+  void WriteString(const QString& name, const QString& value, const QString& def) {
+    WriteWideString(name, value, def);
+  }
+
+ protected:
+  int FVersion = KvStorageCurrentVersion;
+  int FStoreVersion = -1;  // -1: the current version
+};
+
+// The tagged binary format: header, body of named objects, dictionary at the end.
+class TKvBinStorage : public TKvStorage {
+ public:
+  static bool CheckExtension(const QString& ext);
+  static constexpr int FormatNumber = 2;
+
+  void Open(TKvStorageMode mode, QIODevice* device) override;
+  bool IsOpen() const override { return FDevice != nullptr; }
+  void Close() override;
+  bool IsObjectEnd() override;
+
+  bool ReadBoolean(const QString& name, bool def) override;
+  double ReadDate(const QString& name, double def) override { return ReadFloat(name, def); }
+  double ReadFloat(const QString& name, double def) override;
+  int32_t ReadInteger(const QString& name, int32_t def) override;
+  uint32_t ReadLongWord(const QString& name, uint32_t def) override;
+  int64_t ReadInt64(const QString& name, int64_t def) override;
+  QString ReadObjectBegin(const QString& name) override;
+  void ReadObjectEnd(const QString& name) override;
+  QByteArray ReadAnsiString(const QString& name, const QByteArray& def) override;
+  QString ReadWideString(const QString& name, const QString& def) override;
+  bool ReadValue(const QString& name, int index, TKvDataType type, void* fixed,
+                 QByteArray* var) override;
+  int ReadEnum(const QString& name, const QStringList& values, int def) override;
+  bool TestObject(const QString& name) override;
+  bool TestProperty(const QString& name) override;
+  QString PeekObjectName() override;
+
+  void WriteBoolean(const QString& name, bool value, bool def) override;
+  void WriteDate(const QString& name, double value, double def) override {
+    WriteFloat(name, value, def);
+  }
+  void WriteFloat(const QString& name, double value, double def) override;
+  void WriteInteger(const QString& name, int32_t value, int32_t def) override;
+  void WriteLongWord(const QString& name, uint32_t value, uint32_t def) override;
+  void WriteInt64(const QString& name, int64_t value, int64_t def) override;
+  void WriteObjectBegin(const QString& name) override;
+  void WriteObjectEnd(const QString& name) override;
+  void WriteAnsiString(const QString& name, const QByteArray& value,
+                       const QByteArray& def) override;
+  void WriteWideString(const QString& name, const QString& value, const QString& def) override;
+  void WriteValue(const QString& name, int index, TKvDataType type, const void* fixed,
+                  const QByteArray* var) override;
+  void WriteEnum(const QString& name, const QStringList& values, int value, int def) override;
+
+  int64_t GetBookmark() override { return FPos; }
+  void SetBookmark(int64_t bookmark) override { FPos = bookmark; }
+
+ private:
+  // Reading
+  uint8_t ByteAt(int64_t pos) const { return uint8_t(FData.constData()[pos]); }
+  void ReadBytes(void* dst, int64_t count);
+  template <typename T>
+  T ReadRaw() {
+    T v;
+    ReadBytes(&v, sizeof(T));
+    return v;
+  }
+  int GroupOfExpected(const QString& name);
+  bool ConsumeProperty(const QString& name);
+  QString DictName(int number) const;
+  // Writing
+  uint16_t NameNumber(const QString& name);
+  void WriteName(const QString& name) { WriteRaw<uint16_t>(NameNumber(name)); }
+  template <typename T>
+  void WriteRaw(T v) {
+    FOut.append(reinterpret_cast<const char*>(&v), sizeof(T));
+  }
+
+  QIODevice* FDevice = nullptr;
+  TKvStorageMode FMode = TKvStorageMode::smRead;
+  QByteArray FData;  // whole file being read
+  int64_t FPos = 0;
+  // Dictionary as read: name and the case-folded group it belongs to.
+  std::vector<QString> FDictNames;
+  std::vector<int> FDictGroup;
+  QHash<QString, int> FExpectedGroup;
+  std::unordered_map<uint64_t, int> FEnumCache;
+  // Dictionary as written.
+  QByteArray FOut;
+  QHash<QString, uint16_t> FExact;
+  QHash<QString, uint16_t> FFolded;
+  std::vector<QString> FNames;
+};
+
+// Picks the storage class by extension or format number. Classes register themselves; the
+// binary one is always there.
+class TKvStorageManager {
+ public:
+  struct TClass {
+    int Format;
+    std::function<bool(const QString& ext)> CheckExtension;
+    std::function<std::unique_ptr<TKvStorage>()> Create;
+  };
+  QString DefaultStoreExt;
+  int DefaultStoreFormat = 2;
+
+  static TKvStorageManager& Instance();
+  void RegisterClass(TClass cls);
+  // Format 0 chooses by the file's extension; error 716 when nothing fits.
+  std::unique_ptr<TKvStorage> GetStorage(const QString& fileName, int format);
+
+ private:
+  TKvStorageManager();
+  std::vector<TClass> FClasses;
+};
