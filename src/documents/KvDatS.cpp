@@ -190,13 +190,32 @@ int TKvDatSView::Compare(uint32_t a, uint32_t b) const {
 }
 
 int TKvDatSView::Insert(uint32_t handle) {
-  int lo = 0, hi = FRows.Count() - 1;
-  while (lo <= hi) {
+  // The place is after every row that compares at or below the new one. New readings land
+  // at one of the two ends, so the search gallops inwards from both ends before it halves.
+  auto atOrBelow = [&](int i) { return Compare(FRows[i], handle) <= 0; };
+  int lo = 0, hi = FRows.Count();
+  for (int step = 1; lo < hi; step *= 2) {
+    const int front = lo + step - 1;
+    if (front >= hi) break;
+    if (!atOrBelow(front)) {
+      hi = front;
+      break;
+    }
+    lo = front + 1;
+    const int back = hi - step;
+    if (back < lo) break;
+    if (atOrBelow(back)) {
+      lo = back + 1;
+      break;
+    }
+    hi = back;
+  }
+  while (lo < hi) {
     const int mid = (lo + hi) / 2;
-    if (Compare(FRows[mid], handle) <= 0)
+    if (atOrBelow(mid))
       lo = mid + 1;
     else
-      hi = mid - 1;
+      hi = mid;
   }
   FRows.Insert(lo, handle);
   FLastInsertPos = lo;
@@ -244,9 +263,106 @@ void TKvDatSView::QuickSort(int lo, int hi) {
   }
 }
 
+namespace {
+// A sort key for an integer-like cell: NULL is 0, a value is 2^32 plus its biased bits.
+bool IntegerLike(TKvDataType t) {
+  switch (t) {
+    case dtBoolean:
+    case dtSByte:
+    case dtByte:
+    case dtInt16:
+    case dtUInt16:
+    case dtInt32:
+    case dtUInt32:
+    case dtDate:
+    case dtTime:
+      return true;
+    default:
+      return false;
+  }
+}
+
+uint64_t IntegerKey(TKvDataType t, const uint8_t* cell) {
+  switch (t) {
+    case dtBoolean: {
+      uint16_t w;
+      std::memcpy(&w, cell, 2);
+      return w != 0;
+    }
+    case dtSByte:
+      return uint32_t(int32_t(int8_t(cell[0]))) ^ 0x80000000u;
+    case dtByte:
+      return cell[0];
+    case dtInt16: {
+      int16_t v;
+      std::memcpy(&v, cell, 2);
+      return uint32_t(int32_t(v)) ^ 0x80000000u;
+    }
+    case dtUInt16: {
+      uint16_t v;
+      std::memcpy(&v, cell, 2);
+      return v;
+    }
+    case dtUInt32: {
+      uint32_t v;
+      std::memcpy(&v, cell, 4);
+      return v;
+    }
+    default: {
+      int32_t v;
+      std::memcpy(&v, cell, 4);
+      return uint32_t(v) ^ 0x80000000u;
+    }
+  }
+}
+}  // namespace
+
+bool TKvDatSView::RebuildByKeys() {
+  constexpr size_t MaxKeys = 3;
+  if (SortColumns.size() > MaxKeys || (SortOptions & KvBit(soDescNullLast))) return false;
+  for (const TSortColumn& sc : SortColumns)
+    if (!IntegerLike(FTable.Columns[sc.Column].DataType())) return false;
+  // Keys are taken once per row, so the sort compares plain integers; the place in the
+  // table breaks ties between equal row numbers.
+  struct TKey {
+    uint64_t K[MaxKeys];
+    uint32_t RowID, Pos;
+  };
+  const bool byRowID = !(SortOptions & (KvBit(soUnique) | KvBit(soPrimary)));
+  std::vector<TKey> keys(FTable.RowCount());
+  for (int i = 0; i < FTable.RowCount(); ++i) {
+    const uint32_t h = FTable.Rows()[i];
+    const uint8_t* buf = FTable.RowData(h);
+    TKey& key = keys[i];
+    for (size_t c = 0; c < MaxKeys; ++c) {
+      if (c >= SortColumns.size()) {
+        key.K[c] = 0;
+        continue;
+      }
+      const TSortColumn& sc = SortColumns[c];
+      const uint64_t k =
+          FTable.IsNull(buf, sc.Column)
+              ? 0
+              : (uint64_t(1) << 32) |
+                    IntegerKey(FTable.Columns[sc.Column].DataType(), FTable.Cell(buf, sc.Column));
+      key.K[c] = sc.Descending ? ~k : k;
+    }
+    key.RowID = byRowID ? FTable.Row(h).RowID : 0;
+    key.Pos = uint32_t(i);
+  }
+  std::sort(keys.begin(), keys.end(), [](const TKey& a, const TKey& b) {
+    for (size_t c = 0; c < MaxKeys; ++c)
+      if (a.K[c] != b.K[c]) return a.K[c] < b.K[c];
+    return a.RowID != b.RowID ? a.RowID < b.RowID : a.Pos < b.Pos;
+  });
+  for (const TKey& key : keys) FRows.Add(FTable.Rows()[key.Pos]);
+  return true;
+}
+
 void TKvDatSView::Rebuild() {
   FRows.Clear();
   FRows.SetMinimumCapacity(FTable.RowCount());
+  if (RebuildByKeys()) return;
   for (uint32_t h : FTable.Rows()) FRows.Add(h);
   QuickSort(0, FRows.Count() - 1);
   uint32_t* a = FRows.begin();

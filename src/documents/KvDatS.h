@@ -135,6 +135,7 @@ class TKvDatSView {
  private:
   int CompareColumns(const uint8_t* a, const uint8_t* b) const;
   void QuickSort(int lo, int hi);
+  bool RebuildByKeys();
 
   TKvDatSTable& FTable;
   TKvDatSRowList FRows;

@@ -53,29 +53,32 @@ TEST(KvDatSRowList, MatchesAPlainVectorUnderRandomEdits) {
 }
 
 TEST(KvDatSView, SortedInsertionEqualsFullSortWithRowIDTieBreak) {
-  TOneColumn t(TKvFieldType::ftInteger);
-  std::mt19937 rng(3);
-  std::vector<std::pair<int, uint32_t>> expected;
-  for (uint32_t id = 0; id < 2000; ++id) {
-    const int key = int(rng() % 50);
-    t.Add(key);
-    expected.push_back({key, id});
+  // Integer keys are sorted through extracted keys, float keys by the comparator.
+  for (TKvFieldType type : {TKvFieldType::ftInteger, TKvFieldType::ftFloat}) {
+    TOneColumn t(type);
+    std::mt19937 rng(3);
+    std::vector<std::pair<int, uint32_t>> expected;
+    for (uint32_t id = 0; id < 2000; ++id) {
+      const int key = int(rng() % 50);
+      t.Add(key);
+      expected.push_back({key, id});
+    }
+    std::sort(expected.begin(), expected.end());
+    std::vector<uint32_t> asc;
+    for (auto& e : expected) asc.push_back(e.second);
+    EXPECT_EQ(t.RowIDs("ASC"), asc);
+    // Descending reverses the keys only: equal keys stay in arrival order.
+    std::stable_sort(expected.begin(), expected.end(),
+                     [](auto& a, auto& b) { return a.first > b.first; });
+    std::vector<uint32_t> desc;
+    for (auto& e : expected) desc.push_back(e.second);
+    EXPECT_EQ(t.RowIDs("DESC"), desc);
+    // The full sort of a rebuild agrees with insertion.
+    t.Table()->View(0).Rebuild();
+    t.Table()->View(1).Rebuild();
+    EXPECT_EQ(t.RowIDs("ASC"), asc);
+    EXPECT_EQ(t.RowIDs("DESC"), desc);
   }
-  std::sort(expected.begin(), expected.end());
-  std::vector<uint32_t> asc;
-  for (auto& e : expected) asc.push_back(e.second);
-  EXPECT_EQ(t.RowIDs("ASC"), asc);
-  // Descending reverses the keys only: equal keys stay in arrival order.
-  std::stable_sort(expected.begin(), expected.end(),
-                   [](auto& a, auto& b) { return a.first > b.first; });
-  std::vector<uint32_t> desc;
-  for (auto& e : expected) desc.push_back(e.second);
-  EXPECT_EQ(t.RowIDs("DESC"), desc);
-  // The full sort of a rebuild agrees with insertion.
-  t.Table()->View(0).Rebuild();
-  t.Table()->View(1).Rebuild();
-  EXPECT_EQ(t.RowIDs("ASC"), asc);
-  EXPECT_EQ(t.RowIDs("DESC"), desc);
 }
 
 TEST(KvDatSView, NullsComeFirstAscendingAndLastDescending) {
