@@ -258,3 +258,46 @@ TEST(KvStorageManager, PicksTheClassByExtensionThenFormat) {
     EXPECT_EQ(e.Message(), "[KvMem][Store]-716. Unknown storage format []");
   }
 }
+
+TEST(KvDocumentFile, PendingChangesTravelWithTheJournal) {
+  TKvMeasurementTable table;
+  table.CachedUpdates = true;
+  table.CreateDataSet();
+  table.PostReading(Reading(1, 61));
+  table.PostReading(Reading(2, 62));
+  const QByteArray bytes = SaveToBytes(table);
+  EXPECT_TRUE(bytes.contains(U16("Current")));
+  EXPECT_TRUE(bytes.contains(U16("Change")));
+  TKvMeasurementTable back;
+  back.CachedUpdates = true;
+  back.CreateDataSet();
+  LoadFromBytes(back, bytes);
+  EXPECT_EQ(back.ChangeCount(), 2);
+  back.First();
+  EXPECT_EQ(back.Table()->Row(back.CurrentRowHandle()).RowState, rsInserted);
+  EXPECT_EQ(back.FieldByName("Y").AsFloat(), 62);
+  back.MergeChangeLog();
+  EXPECT_EQ(back.ChangeCount(), 0);
+  EXPECT_EQ(back.Table()->Row(back.CurrentRowHandle()).RowState, rsUnchanged);
+}
+
+TEST(KvDocumentFile, TableOfAnotherNameArrivesBesideAndIsIgnored) {
+  QByteArray bytes = WorkedExampleFile();
+  const int at = bytes.indexOf(U16("KvMemTableData"));
+  bytes.replace(at, 28, U16("OtherTableData"));
+  TKvMeasurementTable table;
+  table.CreateDataSet();
+  LoadFromBytes(table, bytes);
+  EXPECT_EQ(table.DatSManager().TableCount(), 2);
+  EXPECT_EQ(table.RecordCount(), 0);
+  EXPECT_EQ(table.DatSManager().Table(1).RowCount(), 1);
+}
+
+TEST(KvDocumentFile, UnknownEnumerationValueIsAPropertyError) {
+  QByteArray bytes = WorkedExampleFile();
+  const int at = bytes.indexOf(U16("rsUnchanged"));
+  bytes.replace(at, 22, U16("rsUnchangeX"));
+  TKvMeasurementTable table;
+  table.CreateDataSet();
+  EXPECT_EQ(LoadError(bytes, table), "[KvMem][Store]-711. Cannot read [RowState] property");
+}
