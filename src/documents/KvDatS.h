@@ -270,6 +270,8 @@ class TKvDatSManager {
        Round2Scale = false, StrsTrim2Len = false, CheckNotNull = true, CheckReadOnly = true;
   uint32_t Locale = 1024;
 
+  // Tables go first: they leave the journal as they are destroyed.
+  ~TKvDatSManager() { FTables.clear(); }
   int TableCount() const { return int(FTables.size()); }
   TKvDatSTable& Table(int i) { return *FTables[i]; }
   const TKvDatSTable& Table(int i) const { return *FTables[i]; }
