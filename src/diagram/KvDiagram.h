@@ -636,6 +636,10 @@ class TCustomDiagramBlock : public TDiagramControl {
 
   // Keeps the handles of the block in original coordinates, adding those missing.
   void UpdateBlockHandles();
+  // The original frame of handles, link points and text cells.
+  virtual TSquare ItemFrame() const { return FDrawer.FOrRect; }
+  // The client drawer that maps the original frame onto the block.
+  TBlockDrawer ItemDrawer() const;
 
   // ---- TDiagramControl ----
   void SetupDrawer(TBlockDrawer& drawer) override;
@@ -771,6 +775,8 @@ class TCustomPolygonBlock : public TCustomDiagramBlock {
   void DrawShape(const TDiagramDrawInfo& info) override;
   TDot HandlePoint(const TStretchHandle* handle) const override;
   void UpdateDrawing(const TControlDrawInfo& info) override;
+  // Handles, link points and cells keep the plain frame while FOrRect follows the points.
+  TSquare ItemFrame() const override { return {0, 0, 100, 100}; }
 
   TColor FPointColor = clLime;
   TPolygonPoints FTempPolygon, FCursorPolygon, FSavePolygon;
@@ -1174,6 +1180,8 @@ class TKvDiagram : public QAbstractScrollArea {
   int HorzPosition() const;
   int VertPosition() const;
   void SetScrollPositions(int x, int y);
+  // The size of the scene's window; before the widget is laid out, the size it will get.
+  QSize ClientSize() const { return isVisible() ? viewport()->size() : maximumViewportSize(); }
   // The rectangle that is painted, in client coordinates.
   TSquare VisibleClientRect() const;
 

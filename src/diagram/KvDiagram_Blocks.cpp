@@ -122,8 +122,14 @@ void TCustomDiagramBlock::SetWordWrap(bool w) {
   FTextCells[0]->Changed();
 }
 
+TBlockDrawer TCustomDiagramBlock::ItemDrawer() const {
+  TBlockDrawer d = ClientDrawer();
+  d.FOrRect = ItemFrame();
+  return d;
+}
+
 void TCustomDiagramBlock::UpdateBlockHandles() {
-  const TSquare o = FDrawer.FOrRect;
+  const TSquare o = ItemFrame();
   const double mx = (o.Left + o.Right) / 2, my = (o.Top + o.Bottom) / 2;
   const TDot places[8] = {{o.Left, o.Top},     {mx, o.Top},    {o.Right, o.Top},   {o.Right, my},
                           {o.Right, o.Bottom}, {mx, o.Bottom}, {o.Left, o.Bottom}, {o.Left, my}};
@@ -171,7 +177,7 @@ void TCustomDiagramBlock::PrepareDgrDrawer(TDgrBlockDrawer& d) {
 }
 
 TSquare TCustomDiagramBlock::CellRectToClient(const TTextCell*, const TSquare& r) const {
-  TBlockDrawer d = ClientDrawer();
+  TBlockDrawer d = ItemDrawer();
   return TSquare::FromPoints(d.PPX(r.Left, r.Top), d.PPX(r.Right, r.Bottom));
 }
 
@@ -383,7 +389,7 @@ void TCustomDiagramBlock::MoveBy(double dy, double dx) {
 }
 
 TDot TCustomDiagramBlock::HandlePoint(const TStretchHandle* h) const {
-  TBlockDrawer d = ClientDrawer();
+  TBlockDrawer d = ItemDrawer();
   if (h->Style == hsRotCenter)
     return d.RotX(FLeft + FRotCenter.X / 100 * FWidth, FTop + FRotCenter.Y / 100 * FHeight);
   TDot p = d.PPX(h->OrX, h->OrY);
@@ -393,7 +399,7 @@ TDot TCustomDiagramBlock::HandlePoint(const TStretchHandle* h) const {
 }
 
 TDot TCustomDiagramBlock::LinkPointPoint(const TLinkPoint* p) const {
-  return ClientDrawer().Rot(p->OrX(), p->OrY());
+  return ItemDrawer().Rot(p->OrX(), p->OrY());
 }
 
 void TCustomDiagramBlock::CreateGraphics() {

@@ -147,6 +147,11 @@ void TCustomDiagramLine::SyncEndsFromAnchors() {
 
 void TCustomDiagramLine::AnchorLinkChanged(TLinkPoint*) {
   if (IsLoading()) return;
+  // A new connection routes a side line afresh; other styles keep their handles.
+  if (FLineStyle == lsSideLine) {
+    RebuildRoute();
+    return;
+  }
   SyncEndsFromAnchors();
   RecalcLine(FHandles, nullptr);
 }
@@ -265,6 +270,8 @@ TDotArray TCustomDiagramLine::CurvePoints(const TStretchHandles& h) const {
     double t = t0 + sweep * i / n;
     pts.push_back({c.X + r * std::cos(t), c.Y + r * std::sin(t)});
   }
+  pts.front() = a;  // the ends exactly, whatever the trigonometry rounds to
+  pts.back() = z;
   return pts;
 }
 

@@ -326,7 +326,7 @@ void TKvDiagram::MakeControlVisible(TDiagramControl* c) {
   if (!c) return;
   TSquare r = ClientToCanvas(c->SurroundRect());
   TSquare v{double(LeftRuler.VisibleSize()), double(TopRuler.VisibleSize()),
-            double(viewport()->width()), double(viewport()->height())};
+            double(ClientSize().width()), double(ClientSize().height())};
   int x = HorzPosition(), y = VertPosition();
   if (r.Left < v.Left)
     x += int(r.Left - v.Left);

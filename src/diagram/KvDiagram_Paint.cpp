@@ -113,7 +113,7 @@ void TKvDiagram::SetScrollPositions(int x, int y) {
 }
 
 TSquare TKvDiagram::VisibleClientRect() const {
-  QSize s = FPaintSize.isValid() ? FPaintSize : viewport()->size();
+  QSize s = FPaintSize.isValid() ? FPaintSize : ClientSize();
   return CanvasToClient(TSquare{0, 0, double(s.width()), double(s.height())});
 }
 
@@ -492,8 +492,8 @@ void TKvDiagram::RecalcScrollRanges() {
   }
   FHorzRange = int(std::ceil(w));
   FVertRange = int(std::ceil(h));
-  int vw = viewport()->width() - LeftRuler.VisibleSize();
-  int vh = viewport()->height() - TopRuler.VisibleSize();
+  int vw = ClientSize().width() - LeftRuler.VisibleSize();
+  int vh = ClientSize().height() - TopRuler.VisibleSize();
   horizontalScrollBar()->setRange(0, std::max(0, FHorzRange - vw));
   verticalScrollBar()->setRange(0, std::max(0, FVertRange - vh));
   horizontalScrollBar()->setPageStep(std::max(1, vw));
@@ -506,8 +506,8 @@ void TKvDiagram::RecalcScrollRanges() {
 
 QRect TKvDiagram::ExportRect(TExportSize size, TDot& offset) const {
   TSquare e = ControlsExtent();
-  double stdW = std::max<double>(viewport()->width(), FHorzRange);
-  double stdH = std::max<double>(viewport()->height(), FVertRange);
+  double stdW = std::max<double>(ClientSize().width(), FHorzRange);
+  double stdH = std::max<double>(ClientSize().height(), FVertRange);
   offset = {0, 0};
   switch (size) {
     case esStandard:
