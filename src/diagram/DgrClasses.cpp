@@ -4,6 +4,7 @@
 #include <QLinearGradient>
 #include <QRadialGradient>
 #include <QTransform>
+#include <optional>
 
 void TDgrBrush::Assign(const TKvBrush& brush) {
   Color = brush.Color;
@@ -238,16 +239,15 @@ class TQtCanvas : public TDgrCanvas {
     FStates.pop_back();
   }
   TSquare StringBounds(const QString& text) override {
-    QFontMetricsF fm(Font, FP.device());
+    const QFontMetricsF& fm = Metrics();
     return {0, 0, fm.horizontalAdvance(text), fm.height()};
   }
   void DrawString(const QString& text, const TDot& p) override {
     FP.setFont(Font);
     FP.setPen(ColorToQColor(FontColor, FontTransparency));
-    QFontMetricsF fm(Font, FP.device());
-    FP.drawText(QPointF(p.X, p.Y + fm.ascent()), text);
+    FP.drawText(QPointF(p.X, p.Y + Metrics().ascent()), text);
   }
-  double FontHeight() override { return QFontMetricsF(Font, FP.device()).height(); }
+  double FontHeight() override { return Metrics().height(); }
   void TranslateTransform(double dx, double dy) override { FP.translate(dx, dy); }
   void ScaleTransform(double sx, double sy) override { FP.scale(sx, sy); }
   void RotateTransform(double a) override { FP.rotate(a); }
@@ -289,6 +289,14 @@ class TQtCanvas : public TDgrCanvas {
       FP.setBrush(b);
     }
   }
+  // Metrics of the current font, made again only when the font changes.
+  const QFontMetricsF& Metrics() {
+    if (!FMetrics || !(FMetricsFont == Font)) {
+      FMetricsFont = Font;
+      FMetrics.emplace(Font, FP.device());
+    }
+    return *FMetrics;
+  }
   static QPolygonF ToPoly(const TDotArray& pts) {
     QPolygonF poly;
     poly.reserve(int(pts.size()));
@@ -297,6 +305,8 @@ class TQtCanvas : public TDgrCanvas {
   }
 
   QPainter& FP;
+  std::optional<QFontMetricsF> FMetrics;
+  QFont FMetricsFont;
   struct Saved {
     TDgrPen Pen;
     TDgrBrush Brush;
