@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "DgrClasses.h"
+#include "KvClock.h"
 #include "KvDiagramTypes.h"
 
 class TKvDiagram;
@@ -175,6 +176,7 @@ class TLinkPoint {
  private:
   friend class TLinkPoints;
   friend class TCustomDiagramLine;
+  friend class TKvDiagram;
   void Unlink();
   void Relink();
   TLinkPoints* FCollection;
@@ -532,6 +534,8 @@ class TDiagramControl : public QObject {
   virtual void CreateGraphics();
   virtual void FreeGraphics();
   virtual void CalcSize(TDgrCanvas&) {}
+  // After a stream has filled the control in.
+  virtual void Loaded() {}
 
   // Link point marks (drawn by the diagram after the controls).
   void DrawLinkPoints(const TDiagramDrawInfo& info);
@@ -770,6 +774,7 @@ class TCustomPolygonBlock : public TCustomDiagramBlock {
 
   void SetBounds(double l, double t, double w, double h) override;
   void BoundsChanged(const TSquare& oldRect, const TSquare& newRect) override;
+  void Loaded() override { PolygonChanged(); }
   TDotArray SurroundPoints(const TBlockDrawer& drawer) const override;
   void BuildOutlinePath(TDgrGraphicsPath& path, const TBlockDrawer& drawer) const override;
   void DrawShape(const TDiagramDrawInfo& info) override;
@@ -896,6 +901,7 @@ class TCustomDiagramLine : public TDiagramControl {
   TDot HandlePoint(const TStretchHandle* handle) const override;
   TDot LinkPointPoint(const TLinkPoint* point) const override;
   TLinkPoint* LinkPointClass(TLinkPoints* c) override;
+  void Loaded() override;
 
   // ---- virtual operations of lines, in order ----
   virtual void LineHook1() {}
@@ -1214,6 +1220,10 @@ class TKvDiagram : public QAbstractScrollArea {
   int HorzRange() const { return FHorzRange; }
   int VertRange() const { return FVertRange; }
   TPaintStyle PaintStyle() const { return FPaintStyle; }
+  // Exports, preview and print paint in another style; each sets psScreen back afterwards.
+  void SetPaintStyle(TPaintStyle style) { FPaintStyle = style; }
+  // After a stream has filled the diagram in: anchors resolved, ranges, names.
+  virtual void Loaded();
   bool Painting() const { return FPainting; }
   TDgrGraphicLib GraphicLib() const { return FGraphicLib; }
   void SetGraphicLib(TDgrGraphicLib lib);
@@ -1325,8 +1335,7 @@ class TKvDiagram : public QAbstractScrollArea {
   bool FUseCache = false;
   bool FDoingCache = false;
   std::function<TGroupBlock*(QObject*)> FCustomGroupBlockClass;
-  int FSelectTimerInterval = 300;
-  bool FSelectTimerEnabled = false;
+  TKvTimer* FSelectTimer = nullptr;  // rubber-band auto-scroll, 300 ms, off
   int FRedrawRequestCount = 0;
   TSelectionBlock* SelBlock() const { return FSelBlock; }
   int FUpdatingSel = 0;

@@ -67,6 +67,10 @@ TLinkPoint* TCustomDiagramLine::LinkPointClass(TLinkPoints* c) {
   return p;
 }
 
+void TCustomDiagramLine::Loaded() {
+  ResetLine();
+}
+
 void TCustomDiagramLine::SetLineStyle(TDiagramLineStyle s) {
   if (s == FLineStyle) return;
   FLineStyle = s;

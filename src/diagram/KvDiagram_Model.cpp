@@ -24,6 +24,7 @@ TKvDiagram::TKvDiagram(QWidget* parent, QObject* owner)
   TopRuler.Vertical = false;
   LeftRuler.Vertical = true;
   FSelBlock = new TSelectionBlock(nullptr);
+  FSelectTimer = new TKvTimer(this, 300);
   Background.Gradient = TDiagramGradient(nullptr);
 }
 
@@ -431,6 +432,24 @@ void TKvDiagram::SetGraphicLib(TDgrGraphicLib lib) {
     c->FreeGraphics();
     c->CreateGraphics();
   }
+  Redraw();
+}
+
+void TKvDiagram::Loaded() {
+  FLoading = false;
+  if (PageSettings.PaperWidth == 0 || PageSettings.PaperHeight == 0)
+    PageSettings = TDiagramPageSettings();
+  if (FInternalUpdating == 0) FUndoStack.Clear();
+  // Anchors were stored raw while the targets were still coming in.
+  for (TDiagramControl* c : FDControls) {
+    c->FLoading = false;
+    for (int i = 0; i < c->LinkPoints().Count(); ++i) c->LinkPoints()[i]->Relink();
+  }
+  for (TDiagramControl* c : FDControls) {
+    if (c->Name().isEmpty()) c->SetName(FindCompName(c));
+    c->Loaded();
+  }
+  RecalcScrollRanges();
   Redraw();
 }
 

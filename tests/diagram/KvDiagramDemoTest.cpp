@@ -162,4 +162,18 @@ TEST_F(DiagramTest, DemoSceneRendersAtBothZoomsAndHandleStyles) {
     TDot c = Diagram->ClientToCanvas(top->BoundsRect().Center());
     EXPECT_LT(qGray(img.pixel(int(c.X), int(c.Y))), 100) << r.file;
   }
+  // Rulers, snap grid and page lines around the same scene.
+  Diagram->SetZoom(100);
+  Diagram->TopRuler.Visible = Diagram->LeftRuler.Visible = true;
+  Diagram->SnapGrid.Visible = true;
+  Diagram->SnapGrid.SizeX = Diagram->SnapGrid.SizeY = 16;
+  Diagram->PageLines.Visible = true;
+  Diagram->PageSettings.PaperWidth = 100;  // a small page, so its lines show
+  Diagram->PageSettings.PaperHeight = 60;
+  Diagram->resize(680, 420);
+  QImage img = Diagram->viewport()->grab().toImage();
+  ASSERT_TRUE(img.save(dir + "/diagram_demo_rulers.png"));
+  int ticks = 0;
+  for (int x = 16; x < img.width(); ++x) ticks += qGray(img.pixel(x, 15)) < 100;
+  EXPECT_GT(ticks, 20);  // major and minor ticks along the top ruler
 }

@@ -156,6 +156,21 @@ TEST_F(DiagramTest, AnchorAndIndexMayBeSetInEitherOrder) {
   EXPECT_TRUE(second->Anchoreds().empty());
 }
 
+TEST_F(DiagramTest, AnchorsReadBeforeTheirTargetsResolveWhenLoaded) {
+  Diagram->SetLoading(true);
+  auto* line = AddLine({0, 0}, {10, 10});
+  auto* b = AddBlock(100, 0, 100, 100);
+  line->TargetLinkPoint()->SetAnchor(b);
+  line->TargetLinkPoint()->SetAnchorIndex(1);  // the block has no points yet
+  EXPECT_EQ(line->TargetLinkPoint()->AnchorIndex(), 1);
+  b->LinkPoints().Add(0, 0);
+  b->LinkPoints().Add(0, 50);
+  Diagram->Loaded();
+  EXPECT_TRUE(Anchored(line->TargetLinkPoint(), b->LinkPoints()[1]));
+  ExpectDot(line->Points().back(), {100, 50});
+  EXPECT_FALSE(line->Name().isEmpty());  // nameless controls are named after loading
+}
+
 TEST_F(DiagramTest, BothEndsOnOneBlockAndDeletedPointsShiftIndexes) {
   auto* b = AddBlock(0, 0, 100, 100);
   TLinkPoint* a = b->LinkPoints().Add(0, 50);

@@ -34,6 +34,23 @@ TEST_F(DiagramTest, ClientAndCanvasMapForEachPaintStyle) {
   EXPECT_EQ(Diagram->ClientToCanvas(QPoint(3, 4)), QPoint(22, 24));
   EXPECT_EQ(Diagram->ClientToCanvas(TSquare{0, 0, 10, 10}), (TSquare{16, 16, 36, 36}));
   EXPECT_EQ(Diagram->CanvasScale(), 2.0);
+
+  // Preview and print: printer conversion, offset, adjust ratios, preview zoom.
+  Diagram->FPrintConvX = 2;
+  Diagram->FPrintConvY = 3;
+  Diagram->FPreviewOffset = {5, 7};
+  Diagram->FAdjustRatioX = 0.5;
+  Diagram->FPreviewZoom = 2;
+  struct Row {
+    TPaintStyle style;
+    TDot want;
+  };
+  for (Row r : {Row{psPreview, {25, 134}}, Row{psPrint, {25, 134}}, Row{psBitmap, {30, 54}}}) {
+    Diagram->SetPaintStyle(r.style);
+    EXPECT_EQ(Diagram->ClientToCanvas(TDot{10, 20}), r.want) << r.style;
+    EXPECT_EQ(Diagram->CanvasToClient(r.want), (TDot{10, 20})) << r.style;
+  }
+  Diagram->SetPaintStyle(psScreen);
 }
 
 TEST_F(DiagramTest, HitTestsUseFiveCanvasPixelsAtAnyZoom) {
