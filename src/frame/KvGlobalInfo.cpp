@@ -8,8 +8,21 @@ TKvGlobalInfo& KvGlobalInfo() {
   static TKvGlobalInfo info{
       .strExeName = "LvxReader",
       .strFullAppName = "Phonara Reader",
+      .strSkinName = "Brevik",
+      .strSkinFileName = "",
       .strAppFolder_Group = "Brevik",
       .strAppFolder_SubPath = "LvxReader",
+      .strAppFolder_MainForm = "FrmKvMain",
+      .strAppHelpFile = "",
+      // The manual ships as HTML beside the program.
+      .strAppHelpFileExt = ".html",
+      .bShowSplash = true,
+      .bDebugLog = false,
+      .bAllowSkinChange = false,
+      .bAllowRecord = true,
+      .bAllowDisplayView = true,
+      .bAllowTableView = true,
+      .bAllowChartView = true,
   };
   return info;
 }

@@ -1,0 +1,26 @@
+#pragma once
+// The standard file actions: each owns its file dialog and, when triggered, runs
+// BeforeExecute, the dialog through the dialog service, then OnAccept or OnCancel.
+#include <QAction>
+#include <functional>
+
+#include "KvDialogs.h"
+
+class TKvFileAction : public QAction {
+  Q_OBJECT
+ public:
+  enum TKind { akOpen, akSave };
+  TKvFileAction(QObject* owner, const QString& name, TKind kind);
+
+  TKvFileDialogRequest Dialog;
+  int Tag = 0;
+  std::function<void(QObject* Sender)> BeforeExecute;
+  std::function<void(QObject* Sender)> OnAccept;
+  std::function<void(QObject* Sender)> OnCancel;
+
+  // True when the dialog was confirmed.
+  bool Execute();
+
+ private:
+  TKind FKind;
+};
