@@ -1,12 +1,14 @@
-// lvxtool decode and simulate: the instrument link without a window, for checking a meter
-// or a captured stream offline.
+// lvxtool decode, record and simulate: the instrument link without a window, for checking a
+// meter or a captured stream offline.
 #include <QCoreApplication>
+#include <QDate>
 #include <QFile>
 #include <cmath>
 #include <cstdio>
 
 #include "KvAppServices.h"
 #include "KvDateTime.h"
+#include "KvMemErrors.h"
 #include "KvStreamPort.h"
 #include "LvxTool.h"
 #include "UDmKv_COM_Commander.h"
@@ -50,6 +52,26 @@ QString ReadingLine(const TKvUniqueData& d) {
   if (!d.bValid) line += " INVALID";
   if (!d.bLive) line += " NOT-LIVE";
   return line;
+}
+
+bool OpenInput(QFile& in, const QString& file, const char* command, QTextStream& err) {
+  const bool opened = file == "-" ? in.open(stdin, QIODevice::ReadOnly)
+                                  : (in.setFileName(file), in.open(QIODevice::ReadOnly));
+  if (!opened)
+    err << "lvxtool " << command << ": cannot read " << file << ": " << in.errorString() << "\n";
+  return opened;
+}
+
+// Hands the stream to the commander as receive events of chunk bytes each.
+bool Replay(QFile& in, int chunk, TKvStreamPort& port, TDmKv_COM_Commander& commander) {
+  for (;;) {
+    const QByteArray bytes = in.read(chunk);
+    if (bytes.isEmpty()) break;
+    port.Push(bytes);
+    commander.SerialRxChar();
+  }
+  commander.FTimerStatusBarTimer();
+  return in.error() == QFileDevice::NoError || in.atEnd();
 }
 
 int Decode(const QStringList& args, QTextStream& out, QTextStream& err) {
@@ -99,16 +121,54 @@ int Decode(const QStringList& args, QTextStream& out, QTextStream& err) {
       out << ReadingLine(data) << "\n";
     }
   };
-  for (;;) {
-    const QByteArray bytes = in.read(chunk);
-    if (bytes.isEmpty()) break;
-    port.Push(bytes);
-    commander.SerialRxChar();
-  }
-  commander.FTimerStatusBarTimer();
+  const bool complete = Replay(in, chunk, port, commander);
   KvAppServices_Install(nullptr);
-  if (in.error() != QFileDevice::NoError && !in.atEnd()) {
+  if (!complete) {
     err << "lvxtool decode: cannot read " << file << ": " << in.errorString() << "\n";
+    return 2;
+  }
+  return 0;
+}
+
+int Record(const QStringList& args, QTextStream&, QTextStream& err) {
+  const char* usage = "usage: lvxtool record [--date-override YYYY-MM-DD] IN.bin OUT.dat\n";
+  TDateTime dateOverride = NoDate;
+  QStringList files;
+  for (int i = 0; i < args.size(); ++i) {
+    if (args[i] == "--date-override" && i + 1 < args.size()) {
+      const QDate d = QDate::fromString(args[++i], Qt::ISODate);
+      if (!d.isValid() || !TryEncodeDate(d.year(), d.month(), d.day(), dateOverride)) {
+        err << "lvxtool record: not a date: " << args[i] << "\n";
+        return 2;
+      }
+    } else {
+      files << args[i];
+    }
+  }
+  if (files.size() != 2) {
+    err << usage;
+    return 2;
+  }
+  QFile in;
+  if (!OpenInput(in, files[0], "record", err)) return 2;
+
+  TKvStreamPort port;
+  TNoPorts noPorts;
+  TDmKv_COM_Commander commander(&port, &noPorts);
+  commander.SetDateMeter(dateOverride);
+  commander.SetIsRecording(true);
+  // As the main window does: every delivered reading is offered to the table while recording.
+  commander.OnDataReceived = [&](QObject*, const QString&, const TKvUniqueData& data) {
+    if (commander.IsRecording()) commander.AddData(data);
+  };
+  if (!Replay(in, 1, port, commander)) {
+    err << "lvxtool record: cannot read " << files[0] << ": " << in.errorString() << "\n";
+    return 2;
+  }
+  try {
+    commander.KvMemTableData.SaveToFile(files[1], 2);
+  } catch (const EKvMemError& e) {
+    err << "lvxtool record: " << e.Message() << "\n";
     return 2;
   }
   return 0;
@@ -145,5 +205,7 @@ int Simulate(const QStringList& args, QTextStream& out, QTextStream& err) {
 }
 
 TLvxToolRegistration decodeCommand({"decode", "decode [--memo] [--chunk N] FILE|-", Decode});
+TLvxToolRegistration recordCommand({"record", "record [--date-override YYYY-MM-DD] IN.bin OUT.dat",
+                                    Record});
 TLvxToolRegistration simulateCommand({"simulate", "simulate [--count N]", Simulate});
 }  // namespace

@@ -60,6 +60,13 @@ TDmKv_COM_Commander::TDmKv_COM_Commander(TKvSerialPort* serial, TKvPortList* por
   FTimerCheckConn = new TKvTimer(this, 2000);
   FTimerCheckConn->OnTimer = [this] { FTimerCheckConnTimer(); };
 
+  KvMemTableData.OnUpdateDataSet = [this] { UpdateDataSet(); };
+  KvMemTableData.OnSetModified = [] {
+    if (TKvAppServices* app = KvAppServices()) app->SetIsModified(true);
+  };
+  KvMemTableData.Close();
+  KvMemTableData.CreateDataSet();
+
   if (COMManager) {
     COMManager->CheckPorts(99);
     FPortsLast = COMManager->Ports();
@@ -301,6 +308,33 @@ void TDmKv_COM_Commander::DoSimulateTick() {
   if (!TryEncodeDate(y, 1, d, inJanuary)) inJanuary = EncodeDate(y, 1, 1);
   writeDigits(12, FormatDateTime("hhnnss", inJanuary + (now - std::trunc(now))));
   DecodeRxLine(KvRecordSize);
+}
+
+// ---------------------------------------------------------------------------------------
+// Recording
+
+void TDmKv_COM_Commander::AddData(const TKvUniqueData& d) {
+  if (!d.bValid || !d.bConnected) return;
+  // A date carrying a time part (the clock's, when the instrument's was unusable) counts
+  // twice in the sum; the range is only a hint for the chart, so that is accepted.
+  const TDateTime stamp = d.dtDate + d.dtTime;
+  if (stamp > FdtMaxTime) FdtMaxTime = stamp;
+  if (stamp < FdtMinTime) FdtMinTime = stamp;
+  KvMemTableData.PostReading({.dtDate = d.dtDate,
+                              .dtTime = d.dtTime,
+                              .dVal = d.dVal,
+                              .dLo = d.dLo,
+                              .dHi = d.dHi,
+                              .bUnder = d.bUnder,
+                              .bOver = d.bOver,
+                              .bA = d.bA,
+                              .bC = d.bC,
+                              .bSlow = d.bSlow,
+                              .bFast = d.bFast});
+  if (TKvAppServices* app = KvAppServices()) {
+    app->SetIsModified(true);
+    app->SetIsFileLoaded(true);
+  }
 }
 
 // ---------------------------------------------------------------------------------------

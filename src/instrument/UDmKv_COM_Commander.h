@@ -17,6 +17,7 @@
 
 #include "KvClock.h"
 #include "KvInstrumentPorts.h"
+#include "KvMeasurementTable.h"
 #include "KvTimerList.h"
 #include "KvUniqueData.h"
 
@@ -49,6 +50,9 @@ class TDmKv_COM_Commander : public QObject {
   void SetComPort(int iPort);
   int CheckDeviceAvailable();
   void DoSimulateTick();
+  // Posts a reading to KvMemTableData; readings that are invalid or come after the
+  // instrument stopped sending are ignored. Main thread only.
+  void AddData(const TKvUniqueData& dDataCpy);
   void UpdateDataSet();
   void DoStatusBarNotify(const QString& Msg, bool bLog);
   void FireStatusBarNotify(const QString& Msg, bool bLog = true);
@@ -89,6 +93,7 @@ class TDmKv_COM_Commander : public QObject {
   int RecTotal() const;
   int64_t RecTotalAll() const { return FRecTotalAll.load(); }
 
+  TKvMeasurementTable KvMemTableData;
   TKvSerialPort* Serial;
   TKvPortList* COMManager;
   TKvSerialDialogs* SerialDialogs;
