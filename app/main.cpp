@@ -11,6 +11,7 @@
 #include "KvFormStorage.h"
 #include "KvGlobalInfo.h"
 #include "KvLib.h"
+#include "KvStdActns.h"
 #include "KvSys_Helper.h"
 #include "KvTimerList.h"
 #include "UDmKvBasic.h"
@@ -59,13 +60,15 @@ class TFrmKvMain : public QMainWindow {
     for (const char* font : FontResources) LoadFontResource(font);
 
     QMenu* file = menuBar()->addMenu("&File");
-    file->addActions(QList<QAction*>{DmKvBasic->ActionFileNew, DmKvBasic->FileOpen1, DmKvBasic->FileSaveAs1,
-                      DmKvBasic->ActionFilePrev, DmKvBasic->ActionFileNext,
-                      DmKvBasic->FileExport1});
+    QAction* fileActions[] = {DmKvBasic->ActionFileNew,  DmKvBasic->FileOpen1,
+                              DmKvBasic->FileSaveAs1,    DmKvBasic->ActionFilePrev,
+                              DmKvBasic->ActionFileNext, DmKvBasic->FileExport1};
+    for (QAction* a : fileActions) file->addAction(a);
     file->addSeparator();
     file->addAction(DmKvBasic->ActionFileExit);
     QMenu* options = menuBar()->addMenu("&Options");
-    options->addActions({DmKvBasic->ActionOptionHelp, DmKvBasic->ActionOptionAbout});
+    options->addAction(DmKvBasic->ActionOptionHelp);
+    options->addAction(DmKvBasic->ActionOptionAbout);
 
     auto bar = new QStatusBar(this);
     bar->setObjectName("dxStatusBar");
