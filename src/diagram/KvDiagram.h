@@ -179,6 +179,8 @@ class TLinkPoint {
   friend class TKvDiagram;
   void Unlink();
   void Relink();
+  // Runs a change of anchor or index, keeping the invariant and telling the controls.
+  void ChangeAnchor(TDiagramControl* anchor, int index);
   TLinkPoints* FCollection;
   double FOrX = 0;
   double FOrY = 0;
@@ -574,6 +576,8 @@ class TDiagramControl : public QObject {
   friend class TLinkPoint;
   friend class TLinkPoints;
   void SetCollapsedFlag(bool v);
+  // Not ruled out by the restriction, the design mode, and (when it matters) the layer.
+  bool Allowed(TControlRestriction r, bool layerMatters) const;
 
   QString FName;
   TKvDiagram* FDiagram = nullptr;
@@ -1364,7 +1368,8 @@ class TKvDiagram : public QAbstractScrollArea {
   void DrawRulers(QPainter& p);
   void DrawBackground(TDgrCanvas& canvas, const QRect& rect);
   QRect ExportRect(TExportSize size, TDot& offset) const;
-  QImage RenderExport(TExportSize size);
+  // Paints the export area onto a device in psBitmap style.
+  void PaintExport(QPaintDevice& device, const QRect& rect, const TDot& offset);
 
   QObject* FOwner;
   bool FLoading = false;

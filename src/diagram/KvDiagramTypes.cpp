@@ -68,28 +68,28 @@ void TBlockDrawer::SetAngle(double a) {
   FCosAngle = std::cos(FRadAngle);
 }
 
+namespace {
+// v from the span [from0, from1] onto [to0, to1]; an empty source span answers to0.
+double MapAxis(double v, double from0, double from1, double to0, double to1) {
+  if (from1 == from0) return to0;
+  return (v - from0) / (from1 - from0) * (to1 - to0) + to0;
+}
+}  // namespace
+
 double TBlockDrawer::PXS(double x) const {
-  double w = FOrRect.Right - FOrRect.Left;
-  if (w == 0) return FRect.Left;
-  return (x - FOrRect.Left) / w * (FRect.Right - FRect.Left) + FRect.Left;
+  return MapAxis(x, FOrRect.Left, FOrRect.Right, FRect.Left, FRect.Right);
 }
 
 double TBlockDrawer::PYS(double y) const {
-  double h = FOrRect.Bottom - FOrRect.Top;
-  if (h == 0) return FRect.Top;
-  return (y - FOrRect.Top) / h * (FRect.Bottom - FRect.Top) + FRect.Top;
+  return MapAxis(y, FOrRect.Top, FOrRect.Bottom, FRect.Top, FRect.Bottom);
 }
 
 double TBlockDrawer::UnPXS(double x) const {
-  double w = FRect.Right - FRect.Left;
-  if (w == 0) return FOrRect.Left;
-  return (x - FRect.Left) / w * (FOrRect.Right - FOrRect.Left) + FOrRect.Left;
+  return MapAxis(x, FRect.Left, FRect.Right, FOrRect.Left, FOrRect.Right);
 }
 
 double TBlockDrawer::UnPYS(double y) const {
-  double h = FRect.Bottom - FRect.Top;
-  if (h == 0) return FOrRect.Top;
-  return (y - FRect.Top) / h * (FOrRect.Bottom - FOrRect.Top) + FOrRect.Top;
+  return MapAxis(y, FRect.Top, FRect.Bottom, FOrRect.Top, FOrRect.Bottom);
 }
 
 TDot TBlockDrawer::RotationCentre() const {

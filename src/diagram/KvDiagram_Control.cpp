@@ -167,41 +167,38 @@ void TDiagramControl::SetGraphicLib(TDgrGraphicLib lib) {
   Redraw();
 }
 
-bool TDiagramControl::CanMove() const {
+bool TDiagramControl::Allowed(TControlRestriction r, bool layerMatters) const {
   if (FDiagram && FDiagram->DesignMode == ddmNonEditable) return false;
-  return !FRestrictions.Contains(crNoMove) && !(FLayerObj && !FLayerObj->Editable);
+  if (FRestrictions.Contains(r)) return false;
+  return !(layerMatters && FLayerObj && !FLayerObj->Editable);
+}
+
+bool TDiagramControl::CanMove() const {
+  return Allowed(crNoMove, true);
 }
 bool TDiagramControl::CanResize() const {
-  if (FDiagram && FDiagram->DesignMode == ddmNonEditable) return false;
-  return !FRestrictions.Contains(crNoResize) && !(FLayerObj && !FLayerObj->Editable);
+  return Allowed(crNoResize, true);
 }
 bool TDiagramControl::CanRotate() const {
-  if (FDiagram && FDiagram->DesignMode == ddmNonEditable) return false;
-  return !FRestrictions.Contains(crNoRotation) && !(FLayerObj && !FLayerObj->Editable);
+  return Allowed(crNoRotation, true);
 }
 bool TDiagramControl::CanEdit() const {
-  if (FDiagram && FDiagram->DesignMode == ddmNonEditable) return false;
-  return !FRestrictions.Contains(crNoEdit) && !(FLayerObj && !FLayerObj->Editable);
+  return Allowed(crNoEdit, true);
 }
 bool TDiagramControl::CanMoveRotCenter() const {
-  if (FDiagram && FDiagram->DesignMode == ddmNonEditable) return false;
-  return !FRestrictions.Contains(crNoRotCenterMove) && !(FLayerObj && !FLayerObj->Editable);
+  return Allowed(crNoRotCenterMove, true);
 }
 bool TDiagramControl::CanLink() const {
-  if (FDiagram && FDiagram->DesignMode == ddmNonEditable) return false;
-  return !FRestrictions.Contains(crNoLink) && !(FLayerObj && !FLayerObj->Editable);
+  return Allowed(crNoLink, true);
 }
 bool TDiagramControl::CanSelect() const {
-  if (FDiagram && FDiagram->DesignMode == ddmNonEditable) return false;
-  return !FRestrictions.Contains(crNoSelect);
+  return Allowed(crNoSelect, false);
 }
 bool TDiagramControl::CanClipboard() const {
-  if (FDiagram && FDiagram->DesignMode == ddmNonEditable) return false;
-  return !FRestrictions.Contains(crNoClipboard);
+  return Allowed(crNoClipboard, false);
 }
 bool TDiagramControl::CanDelete() const {
-  if (FDiagram && FDiagram->DesignMode == ddmNonEditable) return false;
-  return !FRestrictions.Contains(crNoDelete);
+  return Allowed(crNoDelete, false);
 }
 
 void TDiagramControl::NotifyAnchoreds(TAnchorChange change) {

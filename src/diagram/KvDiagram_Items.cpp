@@ -65,26 +65,23 @@ void TLinkPoint::Relink() {
   if (owner && !owner->IsLoading()) owner->AnchorLinkChanged(this);
 }
 
-void TLinkPoint::SetAnchor(TDiagramControl* anchor) {
-  if (anchor == FAnchor) return;
+void TLinkPoint::ChangeAnchor(TDiagramControl* anchor, int index) {
   TCustomDiagramLine* line = dynamic_cast<TCustomDiagramLine*>(DControl());
   TLinkPoint* old = AnchorLink();
   Unlink();
   FAnchor = anchor;
+  FAnchorIndex = index;
   Relink();
   if (old && line && old->DControl()) old->DControl()->LinkRemoved(line, old);
   if (line && AnchorLink()) FAnchor->LinkAdded(line, AnchorLink());
 }
 
+void TLinkPoint::SetAnchor(TDiagramControl* anchor) {
+  if (anchor != FAnchor) ChangeAnchor(anchor, FAnchorIndex);
+}
+
 void TLinkPoint::SetAnchorIndex(int index) {
-  if (index == FAnchorIndex) return;
-  TCustomDiagramLine* line = dynamic_cast<TCustomDiagramLine*>(DControl());
-  TLinkPoint* old = AnchorLink();
-  Unlink();
-  FAnchorIndex = index;
-  Relink();
-  if (old && line && old->DControl()) old->DControl()->LinkRemoved(line, old);
-  if (line && AnchorLink()) FAnchor->LinkAdded(line, AnchorLink());
+  if (index != FAnchorIndex) ChangeAnchor(FAnchor, index);
 }
 
 void TLinkPoint::AnchorTo(TLinkPoint* target) {

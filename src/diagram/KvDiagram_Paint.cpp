@@ -527,20 +527,24 @@ QRect TKvDiagram::ExportRect(TExportSize size, TDot& offset) const {
   return QRect(0, 0, std::max(1, int(std::ceil(stdW))), std::max(1, int(std::ceil(stdH))));
 }
 
-void TKvDiagram::PaintToBitmap(QImage& bitmap, TExportSize size) {
-  TDot offset;
-  QRect r = ExportRect(size, offset);
-  bitmap = QImage(r.size(), QImage::Format_RGB32);
+void TKvDiagram::PaintExport(QPaintDevice& device, const QRect& rect, const TDot& offset) {
   TPaintStyle oldStyle = FPaintStyle;
   TDot oldOffset = FPreviewOffset;
   FPaintStyle = psBitmap;
   FPreviewOffset = offset;
   {
-    QPainter p(&bitmap);
-    PaintTo(p, r);
+    QPainter p(&device);
+    PaintTo(p, rect);
   }
   FPaintStyle = oldStyle;
   FPreviewOffset = oldOffset;
+}
+
+void TKvDiagram::PaintToBitmap(QImage& bitmap, TExportSize size) {
+  TDot offset;
+  QRect r = ExportRect(size, offset);
+  bitmap = QImage(r.size(), QImage::Format_RGB32);
+  PaintExport(bitmap, r, offset);
 }
 
 QImage TKvDiagram::ExportAsBMP(TExportSize size) {
@@ -560,16 +564,7 @@ void TKvDiagram::ExportAsWMFStream(QIODevice& stream, TExportSize size) {
   gen.setOutputDevice(&stream);
   gen.setSize(r.size());
   gen.setViewBox(r);
-  TPaintStyle oldStyle = FPaintStyle;
-  TDot oldOffset = FPreviewOffset;
-  FPaintStyle = psBitmap;
-  FPreviewOffset = offset;
-  {
-    QPainter p(&gen);
-    PaintTo(p, r);
-  }
-  FPaintStyle = oldStyle;
-  FPreviewOffset = oldOffset;
+  PaintExport(gen, r, offset);
 }
 
 void TKvDiagram::ExportAsWMF(const QString& fileName, TExportSize size) {
