@@ -30,6 +30,13 @@ class TKvPortList {
   virtual QStringList Ports() const = 0;
   virtual bool PortExists(int port) const = 0;
   virtual void CheckPorts(int maxPort) = 0;
+  // Index of the port in Ports(), or -1.
+  virtual int Port2Index(int port) const { return int(Ports().indexOf(QString("COM%1").arg(port))); }
+  // The name a user recognises the device by ("USB Serial Port"); empty when none is known.
+  virtual QString FriendlyName(int port) const {
+    (void)port;
+    return QString();
+  }
   // One listener for a port's arrival, called on the main thread.
   std::function<void()> OnPortAdded;
 };
