@@ -80,9 +80,7 @@ class TFrmKvMain : public QMainWindow {
     setCentralWidget(display);
     resize(900, 600);
     DmKvBasic->SetMainForm(this);
-    DmKvBasic->FModifiedChangedEvent = [](QObject*, bool) {
-      DmKvBasic->UpdateMainForm_Caption();
-    };
+    DmKvBasic->FModifiedChangedEvent = [](QObject*, bool) { DmKvBasic->UpdateMainForm_Caption(); };
     DmKvBasic->DoStatusBarNotify("Ready", true);
   }
 
@@ -124,6 +122,6 @@ int main(int argc, char* argv[]) {
   KvBase_CreateSplash(false);
   delete DmKvBasic;
   delete DmKvProjectInfo;
-  KvSysHelper().SysLog_Flush();
+  // The log was written by the close query; what came after it is not kept.
   return result;
 }

@@ -326,6 +326,8 @@ void KvBase_Flash(bool show) {
   }
   Log(name, "Hide Splash");
   if (gSplashForm) {
+    // The main form has just been shown over it.
+    gSplashForm->raise();
     for (int i = 0; i < 21 && gSplashForm; ++i) {
       Sleep(100);
       ProcessMessages();

@@ -2,12 +2,11 @@
 // The frame's free routines: the start-up routine, settings read before any form exists, the
 // skin file and its controller, the private display fonts, the splash and docked panels.
 #include <QAction>
+#include <QComboBox>
 #include <QList>
 #include <QPointer>
 #include <QString>
 #include <QStringList>
-
-#include <QComboBox>
 class QWidget;
 class TFrmKvAbout;
 

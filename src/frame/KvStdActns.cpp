@@ -8,8 +8,8 @@ TKvFileAction::TKvFileAction(QObject* owner, const QString& name, TKind kind)
 
 bool TKvFileAction::Execute() {
   if (BeforeExecute) BeforeExecute(this);
-  bool accepted = FKind == akOpen ? KvDialogs().OpenFileDialog(Dialog)
-                                  : KvDialogs().SaveFileDialog(Dialog);
+  bool accepted =
+      FKind == akOpen ? KvDialogs().OpenFileDialog(Dialog) : KvDialogs().SaveFileDialog(Dialog);
   if (accepted && OnAccept) OnAccept(this);
   if (!accepted && OnCancel) OnCancel(this);
   return accepted;

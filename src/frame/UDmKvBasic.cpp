@@ -61,8 +61,7 @@ const TActionText ActionTexts[] = {
      16453},
     {"ActionFileExit", "E&xit", "Exists the main program", 16472},
     {"ActionOptionHelp", "&Help", "Opens the applications help file", 16456},
-    {"ActionOptionAbout", "&About", "Shows the applications about and configuration dialog",
-     16449},
+    {"ActionOptionAbout", "&About", "Shows the applications about and configuration dialog", 16449},
     {"KvSkinBarComboAction1", "S&kin", "", 16459},
 };
 
@@ -328,8 +327,7 @@ void TDmKvBasic::SaveDockLayout(QMainWindow* barManager) {
                QString::fromLatin1(barManager->saveState().toBase64()));
   QFile file(DockLayoutFileName());
   KvSys_ForceFolder(QFileInfo(file).path());
-  if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
-      file.write(ini.Serialize()) < 0)
+  if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(ini.Serialize()) < 0)
     Log("Error: bar layout \"" + file.fileName() + "\" not saved. " + file.errorString());
 }
 
@@ -350,8 +348,7 @@ void TDmKvBasic::ActionFileExitExecute() {
 
 void TDmKvBasic::ActionOptionHelpExecute() {
   const QString& help = KvApplication().HelpFile;
-  if (!KvHelp_Show(help))
-    DoStatusBarNotify("Error: Help file \"" + help + "\" is missing", true);
+  if (!KvHelp_Show(help)) DoStatusBarNotify("Error: Help file \"" + help + "\" is missing", true);
 }
 
 void TDmKvBasic::ActionOptionAboutExecute() {

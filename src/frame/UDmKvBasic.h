@@ -8,9 +8,9 @@
 #include <QString>
 #include <functional>
 
+#include "KvAppIniFileStorage.h"
 #include "KvAppServices.h"
 #include "KvDialogs.h"
-#include "KvAppIniFileStorage.h"
 #include "KvFormStorage.h"
 
 class QAction;

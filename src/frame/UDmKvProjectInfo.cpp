@@ -64,7 +64,6 @@ QPixmap TDmKvProjectInfo::GetImageLogo() const {
 
 QPixmap TDmKvProjectInfo::GetImageSplash() const {
   const QString& name = KvGlobalInfo().strFullAppName;
-  return IsOwnBrand()
-             ? PaintBanner(QSize(420, 220), OwnLook, name, 24, "sound level meter reader")
-             : PaintBanner(QSize(420, 220), OtherLook, name, 24, QString());
+  return IsOwnBrand() ? PaintBanner(QSize(420, 220), OwnLook, name, 24, "sound level meter reader")
+                      : PaintBanner(QSize(420, 220), OtherLook, name, 24, QString());
 }

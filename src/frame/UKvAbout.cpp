@@ -148,8 +148,9 @@ void TFrmKvAbout::ApplyFace(int tab, bool progress, bool log, bool captioned,
   cxProgressBar1->setValue(5);
   bool wasVisible = isVisible();
   // A tool window with or without its caption bar; changing the flags hides the window.
+  // The splash stays above the main form, which shows while the splash waits.
   Qt::WindowFlags flags = captioned ? Qt::Tool | Qt::WindowTitleHint | Qt::WindowCloseButtonHint
-                                    : Qt::Tool | Qt::FramelessWindowHint;
+                                    : Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
   if (windowFlags() != flags) {
     setWindowFlags(flags);
     if (wasVisible) show();
@@ -157,6 +158,7 @@ void TFrmKvAbout::ApplyFace(int tab, bool progress, bool log, bool captioned,
   setWindowTitle(caption);
   cxPageControl->setCurrentIndex(tab);
   cxHyperLinkEdit->setVisible(tab == TabAbout);
+  resize(sizeHint().expandedTo(QSize(420, 300)));
   if (log) (*JvTimerList1)[1]->SetEnabled(true);
 }
 
