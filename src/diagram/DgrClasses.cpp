@@ -227,7 +227,7 @@ class TQtCanvas : public TDgrCanvas {
   }
   void SaveDrawingState() override {
     FP.save();
-    FStates.push_back({FPen, FBrush, Font, FontColor});
+    FStates.push_back({FPen, FBrush, Font, FontColor, FAntialiased});
   }
   void RestoreDrawingState() override {
     FP.restore();
@@ -236,6 +236,7 @@ class TQtCanvas : public TDgrCanvas {
     FBrush = FStates.back().Brush;
     Font = FStates.back().Font;
     FontColor = FStates.back().FontColor;
+    FAntialiased = FStates.back().Antialiased;
     FStates.pop_back();
   }
   TSquare StringBounds(const QString& text) override {
@@ -248,6 +249,7 @@ class TQtCanvas : public TDgrCanvas {
     FP.drawText(QPointF(p.X, p.Y + Metrics().ascent()), text);
   }
   double FontHeight() override { return Metrics().height(); }
+  void SetSmooth(bool on) override { FAntialiased = on; }
   void TranslateTransform(double dx, double dy) override { FP.translate(dx, dy); }
   void ScaleTransform(double sx, double sy) override { FP.scale(sx, sy); }
   void RotateTransform(double a) override { FP.rotate(a); }
@@ -312,6 +314,7 @@ class TQtCanvas : public TDgrCanvas {
     TDgrBrush Brush;
     QFont Font;
     TColor FontColor;
+    bool Antialiased;
   };
   std::vector<Saved> FStates;
 };

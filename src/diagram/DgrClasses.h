@@ -103,6 +103,8 @@ class TDgrCanvas {
   virtual void ResetTransform() = 0;
   virtual void FillRect(const TSquare& r, TColor color) = 0;
   virtual double FontHeight() = 0;  // line height of the current font in pixels
+  // Device-pixel marks (handles, link points) are drawn unsmoothed; kept by the state stack.
+  virtual void SetSmooth(bool on) = 0;
 
  protected:
   TDgrPen FPen;

@@ -421,12 +421,19 @@ void TCustomDiagramBlock::UpdateMovingHandle(const THandleMoveInfo& info) {
   if (info.Action != haMoved || !info.AHandle) return;
   TStretchHandle* h = info.AHandle;
   if (h->Style == hsRotate) {
-    TDot c = BoundsRect().Center();
+    // The direction from the rotation centre to the mouse becomes the angle.
+    TDot c{FLeft + FRotCenter.X / 100 * FWidth, FTop + FRotCenter.Y / 100 * FHeight};
     TDot m = HandlePoint(h) + info.Delta;
-    double a = std::atan2(m.Y - c.Y, m.X - c.X) * 180 / M_PI + 90;
+    double a = std::atan2(m.Y - c.Y, m.X - c.X) * 180 / M_PI;
     while (a < 0) a += 360;
     if (FRotationStep > 0) a = std::trunc(a / FRotationStep) * FRotationStep;
     SetAngle(a);
+    return;
+  }
+  if (h->Style == hsRotCenter) {
+    TDot p = ClientDrawer().UnrotX(HandlePoint(h) + info.Delta);
+    SetRotationCenter({std::clamp((p.X - FLeft) / (FWidth ? FWidth : 1) * 100, 0.0, 100.0),
+                       std::clamp((p.Y - FTop) / (FHeight ? FHeight : 1) * 100, 0.0, 100.0)});
     return;
   }
   if (h->Style != hsSize) return;

@@ -304,6 +304,7 @@ void TDiagramControl::DrawHandle(const TDiagramDrawInfo& info, TStretchHandle* h
   TDgrCanvas& c = *info.Canvas;
   c.SaveDrawingState();
   c.ResetTransform();
+  c.SetSmooth(false);
   ApplyPenBrush(c, enabled ? a.Pen : a.DisabledPen, enabled ? a.Brush : a.DisabledBrush);
   TDot cp = FDiagram->ClientToCanvas(HandlePoint(h));
   double x = RoundHalfEven(cp.X), y = RoundHalfEven(cp.Y);
@@ -349,6 +350,7 @@ void TDiagramControl::DrawLinkPoints(const TDiagramDrawInfo& info) {
     TDot cp = FDiagram->ClientToCanvas(lp->DiagramPoint());
     double x = RoundHalfEven(cp.X), y = RoundHalfEven(cp.Y);
     c.SaveDrawingState();
+    c.SetSmooth(false);
     if (lp->IsNode()) {
       ApplyPenBrush(c, {clGray, 1, psSolid}, {clWhite, bsSolid});
       c.Rectangle({x - 4, y - 4, x + 5, y + 5});

@@ -152,7 +152,7 @@ void TKvDiagram::PaintControl(TDiagramControl* c, const TDiagramDrawInfo& base) 
   info.Drawer = &c->Drawer();
   info.DgrDrawer = c->GraphicLib() == dglGDI ? nullptr : c->DgrDrawer();
   c->Paint(info);
-  if (ShowLinkPoints && !c->IsGroup() && FPaintStyle == psScreen) c->DrawLinkPoints(info);
+  if (ShowLinkPoints && !c->IsGroup()) c->DrawLinkPoints(info);
 }
 
 void TKvDiagram::PaintHandlesOf(TDiagramControl* c, const TDiagramDrawInfo& info) {
