@@ -2,6 +2,7 @@
 // A commander on a replayed stream, a scripted device list and a status bar that records,
 // under the virtual clock.
 #include <QByteArray>
+#include <QMap>
 #include <memory>
 
 #include "KvAppServices.h"
@@ -12,7 +13,9 @@
 class TScriptedPortList : public TKvPortList {
  public:
   QStringList List;
+  QMap<int, QString> Names;
   int CheckedUpTo = 0;
+  QString FriendlyName(int port) const override { return Names.value(port); }
   QStringList Ports() const override { return List; }
   bool PortExists(int port) const override { return List.contains(QString("COM%1").arg(port)); }
   void CheckPorts(int maxPort) override { CheckedUpTo = maxPort; }
