@@ -1055,12 +1055,14 @@ struct TDiagramScrollBar {
   bool Visible = true;
 };
 
+enum TPrinterOrientation { poPortrait, poLandscape };
+
 struct TDiagramPageSettings {
   QString PaperName = QStringLiteral("A4");
   int PaperId = 9;
   double PaperWidth = 210;
   double PaperHeight = 297;
-  bool Landscape = false;
+  TPrinterOrientation Orientation = poPortrait;
   QString LeftMarginStr = QStringLiteral("25");
   QString TopMarginStr = QStringLiteral("25");
   QString RightMarginStr = QStringLiteral("25");

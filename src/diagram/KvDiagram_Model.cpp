@@ -20,6 +20,9 @@ TKvDiagram::TKvDiagram(QWidget* parent, QObject* owner)
   RegDControls();
   resize(200, 200);
   setFrameShape(QFrame::Box);
+  QPalette pal = palette();
+  pal.setColor(QPalette::WindowText, ColorToQColor(BorderColor));  // the box frame's colour
+  setPalette(pal);
   viewport()->setAutoFillBackground(false);
   TopRuler.Vertical = false;
   LeftRuler.Vertical = true;

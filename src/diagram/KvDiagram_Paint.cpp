@@ -290,10 +290,10 @@ void TKvDiagram::DrawSnapGrid(QPainter& p, const QRect& rect) {
 }
 
 void TKvDiagram::DrawPageLines(QPainter& p, const QRect& rect) {
-  double w = MilimetersToClient(PageSettings.Landscape ? PageSettings.PaperHeight
-                                                       : PageSettings.PaperWidth);
-  double h = MilimetersToClient(PageSettings.Landscape ? PageSettings.PaperWidth
-                                                       : PageSettings.PaperHeight);
+  double w = MilimetersToClient(PageSettings.Orientation == poLandscape ? PageSettings.PaperHeight
+                                                                        : PageSettings.PaperWidth);
+  double h = MilimetersToClient(PageSettings.Orientation == poLandscape ? PageSettings.PaperWidth
+                                                                        : PageSettings.PaperHeight);
   if (w <= 0 || h <= 0) return;
   p.save();
   QPen pen(ColorToQColor(PageLines.Pen.Color));
