@@ -129,35 +129,35 @@ void TKvFormStorage::RestorePlacementKeys(QWidget* form) {
     form->setWindowState(form->windowState() | Qt::WindowMaximized);
 }
 
-QByteArray TKvFormStorage::StoredProp(const QString& spec, QObject*& component) const {
+QByteArray TKvFormStorage::StoredProp(const QString& entry, QObject*& component) const {
   component = nullptr;
   if (!parent()) return QByteArray();
-  QString componentName = spec.section('.', 0, 0);
+  QString componentName = entry.section('.', 0, 0);
   component = parent()->objectName() == componentName
                   ? parent()
                   : parent()->findChild<QObject*>(componentName);
-  return component ? QtPropertyName(component, spec.section('.', 1)) : QByteArray();
+  return component ? QtPropertyName(component, entry.section('.', 1)) : QByteArray();
 }
 
 void TKvFormStorage::SaveStoredProps() {
-  for (const QString& spec : StoredProps) {
+  for (const QString& entry : StoredProps) {
     QObject* component = nullptr;
-    QByteArray property = StoredProp(spec, component);
+    QByteArray property = StoredProp(entry, component);
     if (property.isEmpty()) {
-      KvSysHelper().SysLog_Add(this, "", "Error: stored property \"" + spec + "\" not found");
+      KvSysHelper().SysLog_Add(this, "", "Error: stored property \"" + entry + "\" not found");
       continue;
     }
-    FAppStorage->WriteVariant(SectionName(), spec, component->property(property));
+    FAppStorage->WriteVariant(SectionName(), entry, component->property(property));
   }
 }
 
 void TKvFormStorage::RestoreStoredProps() {
-  for (const QString& spec : StoredProps) {
+  for (const QString& entry : StoredProps) {
     QObject* component = nullptr;
-    QByteArray property = StoredProp(spec, component);
-    if (property.isEmpty() || !FAppStorage->ValueExists(SectionName(), spec)) continue;
+    QByteArray property = StoredProp(entry, component);
+    if (property.isEmpty() || !FAppStorage->ValueExists(SectionName(), entry)) continue;
     QVariant current = component->property(property);
-    component->setProperty(property, FAppStorage->ReadVariant(SectionName(), spec, current));
+    component->setProperty(property, FAppStorage->ReadVariant(SectionName(), entry, current));
   }
 }
 

@@ -77,7 +77,7 @@ class TKvFormStorage : public QObject {
   void SavePlacementKeys(QWidget* form);
   void RestorePlacementKeys(QWidget* form);
   // The Qt property behind "component.property"; empty when either isn't there.
-  QByteArray StoredProp(const QString& spec, QObject*& component) const;
+  QByteArray StoredProp(const QString& entry, QObject*& component) const;
   void SaveStoredProps();
   void RestoreStoredProps();
 
