@@ -433,7 +433,7 @@ class TDiagramControl : public QObject {
   explicit TDiagramControl(QObject* owner);
   ~TDiagramControl() override;
 
-  virtual QString ClassName() const = 0;
+  virtual QString ClassName() const { return QStringLiteral("TDiagramControl"); }
   const QString& Name() const { return FName; }
   void SetName(const QString& name);
 
@@ -576,6 +576,9 @@ class TDiagramControl : public QObject {
   friend class TLinkPoint;
   friend class TLinkPoints;
   void SetCollapsedFlag(bool v);
+  // Leaves anchors, group and diagram; the first-level destructors call it, so handlers of
+  // OnRemoveDControl still meet a block or a line.
+  void Detach();
   // Not ruled out by the restriction, the design mode, and (when it matters) the layer.
   bool Allowed(TControlRestriction r, bool layerMatters) const;
 

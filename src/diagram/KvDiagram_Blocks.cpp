@@ -51,7 +51,10 @@ TCustomDiagramBlock::TCustomDiagramBlock(QObject* owner) : TDiagramControl(owner
   UpdateBlockHandles();
 }
 
-TCustomDiagramBlock::~TCustomDiagramBlock() = default;
+// Leaves the scene while the block's own operations still answer.
+TCustomDiagramBlock::~TCustomDiagramBlock() {
+  Detach();
+}
 
 void TCustomDiagramBlock::SetBounds(double l, double t, double w, double h) {
   TSquare oldRect = BoundsRect();

@@ -12,14 +12,18 @@ TDiagramControl::TDiagramControl(QObject* owner)
 }
 
 TDiagramControl::~TDiagramControl() {
+  Detach();
+  FLinkPoints.Clear();
+  FreeGraphics();
+}
+
+void TDiagramControl::Detach() {
   FDestroying = true;
   if (FDiagram && FDiagram->FInplaceMemo && FDiagram->FInplaceMemo->DControl() == this)
     FDiagram->FInplaceMemo = nullptr;
   NotifyAnchoreds(acRemoval);
   if (FGroupBlock) FGroupBlock->RemoveMember(this);
   if (FDiagram) FDiagram->RemoveDControl(this);
-  FLinkPoints.Clear();
-  FreeGraphics();
 }
 
 void TDiagramControl::SetName(const QString& name) {

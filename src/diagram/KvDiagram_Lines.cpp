@@ -58,6 +58,7 @@ TCustomDiagramLine::~TCustomDiagramLine() {
   // Leave the anchors before the collections go, so the targets' lists stay true.
   FDestroying = true;
   for (int i = 0; i < FLinkPoints.Count(); ++i) FLinkPoints[i]->AnchorTo(nullptr);
+  Detach();
 }
 
 TLinkPoint* TCustomDiagramLine::LinkPointClass(TLinkPoints* c) {

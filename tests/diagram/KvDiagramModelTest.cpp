@@ -140,6 +140,17 @@ TEST_F(DiagramTest, AnchorsFollowMovesAndComeLooseWhenTheTargetGoes) {
   EXPECT_TRUE(p2->Anchoreds().empty());
 }
 
+TEST_F(DiagramTest, RemovalHandlersStillMeetTheBlockOrLine) {
+  QStringList seen;
+  Diagram->OnRemoveDControl = [&](TKvDiagram*, TDiagramControl* c) {
+    seen << QString("%1 %2").arg(c->IsBlock()).arg(c->SurroundRect().Right);
+  };
+  delete AddBlock(0, 0, 30, 10);
+  delete AddLine({0, 0}, {40, 10});
+  EXPECT_EQ(seen, (QStringList{"1 30", "0 40"}));
+  EXPECT_EQ(Diagram->DControlCount(), 0);
+}
+
 TEST_F(DiagramTest, AnchorAndIndexMayBeSetInEitherOrder) {
   auto* b = AddBlock(0, 0, 100, 100);
   b->LinkPoints().Add(0, 0);
