@@ -160,7 +160,7 @@ void TCustomDiagramBlock::AngleChanged() {
   TDiagramControl::AngleChanged();
 }
 
-void TCustomDiagramBlock::SetupDrawer(TBlockDrawer& d) {
+void TCustomDiagramBlock::SetupDrawer(TBlockDrawer& d) const {
   if (&d != &FDrawer) d.FOrRect = FDrawer.FOrRect;
   d.FRect = BoundsRect();
   d.SetAngle(FAngle);

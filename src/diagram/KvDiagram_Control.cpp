@@ -275,7 +275,7 @@ void TDiagramControl::FreeGraphics() {
 
 TBlockDrawer TDiagramControl::ClientDrawer() const {
   TBlockDrawer d;
-  const_cast<TDiagramControl*>(this)->SetupDrawer(d);
+  SetupDrawer(d);
   return d;
 }
 

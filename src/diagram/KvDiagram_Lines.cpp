@@ -117,7 +117,7 @@ TAnchorOrientation TCustomDiagramLine::EndOrientation(int end) const {
   return cycle[(i + k) % 4];
 }
 
-void TCustomDiagramLine::SetupDrawer(TBlockDrawer& d) {
+void TCustomDiagramLine::SetupDrawer(TBlockDrawer& d) const {
   d.FOrRect = d.FRect = ControlRect();
   d.SetAngle(0);
 }
@@ -486,8 +486,8 @@ void TLineArrow::Draw(TDgrCanvas& c, double scale) const {
   };
   c.SaveDrawingState();
   c.Pen().Assign(Pen);
-  if (FLine) c.Pen().Color = FLine->FPen.Color;
   c.Brush().Assign(Brush);
+  if (FLine) c.Pen().Color = c.Brush().Color = FLine->FPen.Color;  // the line's colour
   switch (Shape) {
     case asNone:
       break;
