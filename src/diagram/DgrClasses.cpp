@@ -115,6 +115,16 @@ class TQtGraphic : public TDgrGraphic {
   QImage Image;
 };
 
+class TQtRegion : public TDgrRegion {
+ public:
+  explicit TQtRegion(QPainterPath p) : FPath(std::move(p)) {}
+  bool IsVisible(double x, double y) const override { return FPath.contains(QPointF(x, y)); }
+  bool IsEmpty() const override { return FPath.boundingRect().isEmpty(); }
+
+ private:
+  QPainterPath FPath;  // filled, so contains() answers for the area
+};
+
 class TQtGraphicsPath : public TDgrGraphicsPath {
  public:
   QPainterPath P;
@@ -145,6 +155,9 @@ class TQtGraphicsPath : public TDgrGraphicsPath {
     P.addRoundedRect(r.ToQt(), rx, ry);
   }
   void CloseFigure() override { P.closeSubpath(); }
+  std::unique_ptr<TDgrRegion> CreateRegion() const override {
+    return std::make_unique<TQtRegion>(P);
+  }
   int GetPointCount() const override { return P.elementCount(); }
   bool IsVisible(double x, double y) const override { return P.contains(QPointF(x, y)); }
   void Reset() override { P.clear(); }

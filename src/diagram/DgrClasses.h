@@ -46,6 +46,14 @@ class TDgrGraphic {
   bool Empty() const { return Width() == 0 || Height() == 0; }
 };
 
+// An area made from a path, for hit tests and clipping.
+class TDgrRegion {
+ public:
+  virtual ~TDgrRegion() = default;
+  virtual bool IsVisible(double x, double y) const = 0;
+  virtual bool IsEmpty() const = 0;
+};
+
 class TDgrGraphicsPath {
  public:
   virtual ~TDgrGraphicsPath() = default;
@@ -58,6 +66,7 @@ class TDgrGraphicsPath {
   virtual void AddRectangle(const TSquare& r) = 0;
   virtual void AddRoundRect(const TSquare& r, double rx, double ry) = 0;
   virtual void CloseFigure() = 0;
+  virtual std::unique_ptr<TDgrRegion> CreateRegion() const = 0;
   virtual int GetPointCount() const = 0;
   virtual bool IsVisible(double x, double y) const = 0;
   virtual void Reset() = 0;

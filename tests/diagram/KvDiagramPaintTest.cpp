@@ -168,6 +168,20 @@ TEST_F(DiagramTest, TextCellAlignmentPlacesTheText) {
   EXPECT_NEAR((centre.first + centre.second) / 2.0, 121, 6);
 }
 
+TEST(BackEnd, PathsTurnAboutTheControlCentreAndMakeRegions) {
+  TGPBlockDrawer d;
+  d.FAngle = 90;
+  d.FRotCentre = {50, 50};
+  auto path = d.CreatePath();
+  path->AddRectangle({40, 0, 60, 100});  // a tall bar
+  d.RotatePath(*path);
+  auto region = path->CreateRegion();
+  EXPECT_TRUE(region->IsVisible(5, 50));  // now a wide bar
+  EXPECT_FALSE(region->IsVisible(50, 5));
+  EXPECT_FALSE(region->IsEmpty());
+  EXPECT_TRUE(d.CreatePath()->CreateRegion()->IsEmpty());
+}
+
 TEST(TextWrap, BreaksAtBlanksAndKeepsLongWordsWhole) {
   auto width = [](const QString& s) { return double(s.size()); };  // one unit a character
   struct Row {
