@@ -1,22 +1,22 @@
 // LvxReader: the start and stop order of the program around its message loop.
 #include <QApplication>
-#include <QCloseEvent>
-#include <QLabel>
-#include <QMainWindow>
-#include <QMenuBar>
-#include <QStatusBar>
 #include <exception>
 
 #include "KvDialogs.h"
-#include "KvFormStorage.h"
-#include "KvGlobalInfo.h"
+#include "KvInstrumentPorts.h"
 #include "KvLib.h"
-#include "KvStdActns.h"
+#include "KvStreamPort.h"
 #include "KvSys_Helper.h"
-#include "KvTimerList.h"
 #include "UDmKvBasic.h"
 #include "UDmKvProjectInfo.h"
-#include "UKvAbout.h"
+#include "UDmKv_COM_Commander.h"
+#include "UFrmLvx_Main.h"
+#if __has_include("Serial.h")
+#include "KvPortAssignments.h"
+#include "KvPortDevices.h"
+#include "KvSerialCommander.h"
+#include "Serial.h"
+#endif
 
 namespace {
 
@@ -44,66 +44,43 @@ class TKvApplication : public QApplication {
   }
 };
 
-const char* const FontResources[] = {"Digital_7", "LCD_BaseB", "DS_Digital", "Dinova"};
-
-// The main form's frame until the real one arrives: it registers with the application
-// module, loads the private fonts, asks the close query and keeps its placement.
-class TFrmKvMain : public QMainWindow {
+#if __has_include("Serial.h")
+// The port engine: the system's serial devices under stable COM numbers and one port on them.
+class TKvPortEngine {
  public:
-  TFrmKvMain() {
-    setObjectName("FrmKvMain");
-    KvSysHelper().SysLog_Add(this, "", "In Create");
-    KvFormStorage1 = new TKvFormStorage(this);
-    KvLib_FormStorage_FormCreate(DmKvBasic, KvFormStorage1);
-    auto timers = new TKvTimerList(this);
-    timers->setObjectName("JvTimerList1");
-    for (const char* font : FontResources) LoadFontResource(font);
-
-    QMenu* file = menuBar()->addMenu("&File");
-    QAction* fileActions[] = {DmKvBasic->ActionFileNew,  DmKvBasic->FileOpen1,
-                              DmKvBasic->FileSaveAs1,    DmKvBasic->ActionFilePrev,
-                              DmKvBasic->ActionFileNext, DmKvBasic->FileExport1};
-    for (QAction* a : fileActions) file->addAction(a);
-    file->addSeparator();
-    file->addAction(DmKvBasic->ActionFileExit);
-    QMenu* options = menuBar()->addMenu("&Options");
-    options->addAction(DmKvBasic->ActionOptionHelp);
-    options->addAction(DmKvBasic->ActionOptionAbout);
-
-    auto bar = new QStatusBar(this);
-    bar->setObjectName("dxStatusBar");
-    bar->addWidget(new QLabel(bar), 1);
-    setStatusBar(bar);
-    auto display = new QLabel("88.8 dB", this);
-    display->setAlignment(Qt::AlignCenter);
-    display->setFont(QFont("LCD", 48));
-    setCentralWidget(display);
-    resize(900, 600);
-    DmKvBasic->SetMainForm(this);
-    DmKvBasic->FModifiedChangedEvent = [](QObject*, bool) { DmKvBasic->UpdateMainForm_Caption(); };
-    DmKvBasic->DoStatusBarNotify("Ready", true);
-  }
-
-  ~TFrmKvMain() override {
-    KvSysHelper().SysLog_Add(this, "", "in FormDestroy");
-    KvLib_FormStorage_FormDestroy(KvFormStorage1);
-    if (DmKvBasic) DmKvBasic->FModifiedChangedEvent = nullptr;
-    for (const char* font : FontResources) FreeFontResource(font);
-  }
-
- protected:
-  void closeEvent(QCloseEvent* event) override {
-    bool canClose = true;
-    DmKvBasic->EvFormCloseQuery(this, canClose);
-    if (canClose)
-      event->accept();
-    else
-      event->ignore();
-  }
+  TKvPortEngine()
+      : FDevices(FAssignments.VirtualDevices()),
+        FManager(&FDevices, &FAssignments),
+        FSerial(&FManager) {}
+  TKvSerialPort* Serial() { return &FSerial; }
+  TKvPortList* Ports() { return &FManager; }
+  void Attach(TDmKv_COM_Commander& commander) { KvSerial_SetupForCommander(FSerial, commander); }
 
  private:
-  TKvFormStorage* KvFormStorage1;
+  TKvPortAssignments FAssignments;
+  TKvUdevPortDevices FDevices;
+  TCOMManager FManager;
+  TSerial FSerial;
 };
+#else
+// Without the serial engine in the build, no port is listed and only the simulation runs.
+class TKvNoPorts : public TKvPortList {
+ public:
+  QStringList Ports() const override { return {}; }
+  bool PortExists(int) const override { return false; }
+  void CheckPorts(int) override {}
+};
+class TKvPortEngine {
+ public:
+  TKvSerialPort* Serial() { return &FSerial; }
+  TKvPortList* Ports() { return &FPorts; }
+  void Attach(TDmKv_COM_Commander&) {}
+
+ private:
+  TKvNoPorts FPorts;
+  TKvStreamPort FSerial;
+};
+#endif
 
 }  // namespace
 
@@ -114,10 +91,17 @@ int main(int argc, char* argv[]) {
 
   int result = 0;
   {
-    TFrmKvMain main;
-    main.show();
-    KvBase_Flash(false);
-    result = app.exec();
+    // The diagram editor and the printing module would come first; the program has neither.
+    TKvPortEngine ports;
+    TDmKv_COM_Commander commander(ports.Serial(), ports.Ports());
+    ports.Attach(commander);
+    {
+      TFrmKvMain main;
+      main.show();
+      result = app.exec();
+      // No reading may arrive while the main form takes its listener away.
+      ports.Serial()->SetActive(false);
+    }
   }
   KvBase_CreateSplash(false);
   delete DmKvBasic;

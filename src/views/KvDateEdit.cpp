@@ -1,0 +1,87 @@
+#include "KvDateEdit.h"
+
+#include <cmath>
+#include <stdexcept>
+
+#include "KvLocale.h"
+
+namespace {
+
+const QDate DayZero(1899, 12, 30);
+// The editor's minimum stands for "empty" and shows as a blank.
+const QDate EmptyDay(1900, 1, 1);
+
+TDateTime DayNumber(const QDate& d) {
+  return double(DayZero.daysTo(d));
+}
+
+// "dd.mm.yyyy" in the program's pattern letters as a Qt display format.
+QString QtDateFormat(const QString& pattern) {
+  QString qt = pattern;
+  qt.replace('m', 'M');
+  return qt;
+}
+
+}  // namespace
+
+TKvDateEdit::TKvDateEdit(QWidget* parent) : QDateEdit(parent) {
+  setCalendarPopup(true);
+  setMinimumDate(EmptyDay);
+  setSpecialValueText(" ");
+  setDisplayFormat(QtDateFormat(KvLocale().ShortDateFormat));
+  setDate(EmptyDay);
+}
+
+bool TKvDateEdit::IsEmpty() const {
+  return date() == EmptyDay;
+}
+
+TDateTime TKvDateEdit::Date() const {
+  return IsEmpty() ? NoDate : DayNumber(date()) + FTimeOfDay;
+}
+
+void TKvDateEdit::SetDate(TDateTime value) {
+  if (value == NoDate) {
+    FTimeOfDay = 0;
+    setDate(EmptyDay);
+    return;
+  }
+  const double day = std::floor(value);
+  FTimeOfDay = value - day;
+  setDate(DayZero.addDays(qint64(day)));
+}
+
+QString KvDateTimeToStr(TDateTime value) {
+  const TKvLocale& l = KvLocale();
+  return FormatDateTime(l.ShortDateFormat + ' ' + l.LongTimeFormat, value);
+}
+
+TDateTime KvStrToDateTime(const QString& text) {
+  const auto fail = [&text] {
+    return std::invalid_argument(
+        QString("'%1' is not a valid date and time").arg(text).toStdString());
+  };
+  const TKvLocale& l = KvLocale();
+  const QString trimmed = text.trimmed();
+  const QString datePart = trimmed.section(' ', 0, 0);
+  const QString timePart = trimmed.section(' ', 1).trimmed();
+
+  // The order of day, month and year follows the short date format.
+  QString order;
+  for (QChar c : l.ShortDateFormat.toLower())
+    if ((c == 'd' || c == 'm' || c == 'y') && !order.contains(c)) order += c;
+  const QStringList parts = datePart.split(l.DateSeparator);
+  if (order.size() != 3 || parts.size() != 3) throw fail();
+  int day = 0, month = 0, year = 0;
+  for (int i = 0; i < 3; ++i) {
+    bool ok = false;
+    const int v = parts[i].toInt(&ok);
+    if (!ok) throw fail();
+    (order[i] == 'd' ? day : order[i] == 'm' ? month : year) = v;
+  }
+  if (year < 100) year += 2000;
+  TDateTime date = 0, time = 0;
+  if (!TryEncodeDate(year, month, day, date)) throw fail();
+  if (!timePart.isEmpty() && !TryStrToTime(timePart, time)) throw fail();
+  return date + time;
+}

@@ -1,0 +1,28 @@
+#pragma once
+// A date editor that can be empty, as the date override needs: empty, it reports NoDate.
+// The value keeps the time of day it was given; the user edits the date only.
+// Also the date-and-time text in the regional format that settings keep.
+#include <QDateEdit>
+
+#include "KvDateTime.h"
+
+class TKvDateEdit : public QDateEdit {
+  Q_OBJECT
+ public:
+  explicit TKvDateEdit(QWidget* parent = nullptr);
+
+  // NoDate while empty.
+  TDateTime Date() const;
+  // NoDate clears the editor.
+  void SetDate(TDateTime value);
+  bool IsEmpty() const;
+
+ private:
+  double FTimeOfDay = 0;
+};
+
+// The short date and long time formats of the regional settings, joined by a blank.
+QString KvDateTimeToStr(TDateTime value);
+// The reverse; the time may be missing. Throws std::invalid_argument with
+// "'<text>' is not a valid date and time" for anything else.
+TDateTime KvStrToDateTime(const QString& text);
