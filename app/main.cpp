@@ -5,18 +5,15 @@
 #include "KvDialogs.h"
 #include "KvInstrumentPorts.h"
 #include "KvLib.h"
-#include "KvStreamPort.h"
+#include "KvPortAssignments.h"
+#include "KvPortDevices.h"
+#include "KvSerialCommander.h"
 #include "KvSys_Helper.h"
+#include "Serial.h"
 #include "UDmKvBasic.h"
 #include "UDmKvProjectInfo.h"
 #include "UDmKv_COM_Commander.h"
 #include "UFrmLvx_Main.h"
-#if __has_include("Serial.h")
-#include "KvPortAssignments.h"
-#include "KvPortDevices.h"
-#include "KvSerialCommander.h"
-#include "Serial.h"
-#endif
 
 namespace {
 
@@ -44,7 +41,6 @@ class TKvApplication : public QApplication {
   }
 };
 
-#if __has_include("Serial.h")
 // The port engine: the system's serial devices under stable COM numbers and one port on them.
 class TKvPortEngine {
  public:
@@ -62,25 +58,6 @@ class TKvPortEngine {
   TCOMManager FManager;
   TSerial FSerial;
 };
-#else
-// Without the serial engine in the build, no port is listed and only the simulation runs.
-class TKvNoPorts : public TKvPortList {
- public:
-  QStringList Ports() const override { return {}; }
-  bool PortExists(int) const override { return false; }
-  void CheckPorts(int) override {}
-};
-class TKvPortEngine {
- public:
-  TKvSerialPort* Serial() { return &FSerial; }
-  TKvPortList* Ports() { return &FPorts; }
-  void Attach(TDmKv_COM_Commander&) {}
-
- private:
-  TKvNoPorts FPorts;
-  TKvStreamPort FSerial;
-};
-#endif
 
 }  // namespace
 
