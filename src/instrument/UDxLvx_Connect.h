@@ -15,11 +15,15 @@ class TKvFormStorage;
 class TKvPortList;
 
 // A drop-down list whose closed face shows an edit text of its own (the port's short name)
-// rather than the selected entry's full text.
+// rather than the selected entry's full text. Choosing an entry shows its text first; the panel's
+// change handler may then shorten it.
 class TKvComboBox : public QComboBox {
   Q_OBJECT
  public:
-  using QComboBox::QComboBox;
+  explicit TKvComboBox(QWidget* parent = nullptr) : QComboBox(parent) {
+    connect(this, &QComboBox::currentIndexChanged, this,
+            [this](int i) { SetEditText(i >= 0 ? itemText(i) : QString("<none>")); });
+  }
   QString EditText() const { return FEditText; }
   void SetEditText(const QString& text) {
     FEditText = text;

@@ -167,6 +167,7 @@ TEST_F(ConnectPanelTest, SimulationRunsWithoutAPortOrACheck) {
   CreatePanel();
   Choose("Simulation");
   const int64_t start = Clock.ElapsedMs();
+  EXPECT_EQ(Panel->cxComboBoxCOM->EditText(), "Simulation");
   Click(Panel->cxButtonConnect);
   EXPECT_EQ(Clock.ElapsedMs(), start);
   EXPECT_FALSE(Listed.Active());
