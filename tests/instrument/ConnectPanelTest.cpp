@@ -338,3 +338,56 @@ TEST_F(ConnectPanelTest, SilentInstrumentIsDrawnAsARedButton) {
     }
   EXPECT_GT(red, button.width() * button.height() / 3);
 }
+
+TEST_F(ConnectPanelTest, SilentConnectionCanBeDisconnected) {
+  CreatePanel();
+  Choose("COM 3");
+  Click(Panel->cxButtonConnect);
+  ASSERT_TRUE(TFrmLvx_Connect::IsRed(Panel->cxButtonConnect));
+  Click(Panel->cxButtonConnect);
+  EXPECT_EQ(ConnectCaption(), "&Connect");
+  EXPECT_FALSE(TFrmLvx_Connect::IsRed(Panel->cxButtonConnect));
+  EXPECT_FALSE(Listed.Active());
+  EXPECT_FALSE(TimerOn(1));
+}
+
+TEST_F(ConnectPanelTest, ChoosingAPortWhileSimulatingStopsTheTicksButKeepsTheCaption) {
+  CreatePanel();
+  Choose("Simulation");
+  Click(Panel->cxButtonConnect);
+  Clock.Advance(2000);
+  Choose("COM 3");  // the list is disabled while connected: only code can do this
+  EXPECT_EQ(ConnectCaption(), "Dis&connect");
+  EXPECT_FALSE(TimerOn(4));
+  const size_t before = Deliveries.size();
+  Clock.Advance(4000);
+  EXPECT_EQ(Deliveries.size(), before + 1);  // only the watchdog's lost-connection reading
+  EXPECT_FALSE(Deliveries.back().Data.bConnected);
+}
+
+TEST_F(ConnectPanelTest, AFailedSearchCanBeStartedAgain) {
+  CreatePanel();
+  Click(Panel->cxButtonSeek);
+  Clock.Advance(30000);
+  ASSERT_EQ(Panel->cxButtonSeek->text(), "&Seek");
+  SendingOn = 1;
+  Click(Panel->cxButtonSeek);
+  EXPECT_EQ(Panel->cxButtonSeek->text(), "&Search stop");
+  EXPECT_FALSE(TFrmLvx_Connect::IsRed(Panel->cxButtonSeek));
+  Clock.Advance(30000);
+  EXPECT_EQ(ConnectCaption(), "Dis&connect");
+  EXPECT_EQ(Listed.COMPort(), 1);
+}
+
+TEST_F(ConnectPanelSettingsTest, RecordingStoredWithoutAConnectionStartsRecordingOnly) {
+  WriteSection("SerialCom=3\nSerialConn=FALSE\nSerialRecv=TRUE\n");
+  CreateAndRestore();
+  EXPECT_TRUE(Commander->IsRecording());
+  EXPECT_EQ(Panel->RecordImageIndex(), 5);
+  EXPECT_FALSE(Listed.Active());
+  SendingOn = 3;
+  Click(Panel->cxButtonConnect);
+  EXPECT_TRUE(Commander->IsRecording());
+  Click(Panel->cxButtonConnect);
+  EXPECT_FALSE(Commander->IsRecording());  // disconnecting always ends it
+}
