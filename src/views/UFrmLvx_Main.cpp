@@ -400,8 +400,15 @@ void TFrmKvMain::JvTimerList1Events3Timer() {
   (*JvTimerList1)[DisplayEvent]->SetEnabled(false);
   // Readings before the panels are docked stay in the copy and go no further.
   if (!FPanelsDocked) return;
-  const TKvUniqueData data = DataCopy();
-  QString text = DataTextCopy();
+  TKvUniqueData data;
+  QString text;
+  {
+    // Reading and text are taken together: a reading arriving meanwhile must not pair its
+    // text with the previous reading.
+    std::lock_guard<std::mutex> lock(FCopyLock);
+    data = dDataCpy;
+    text = strDataCpy;
+  }
   text.replace("\r\n", "\n");
 
   QTextCursor top(cxMemo_ComData->document());
