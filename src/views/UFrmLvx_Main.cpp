@@ -391,11 +391,6 @@ TKvUniqueData TFrmKvMain::DataCopy() const {
   return dDataCpy;
 }
 
-QString TFrmKvMain::DataTextCopy() const {
-  std::lock_guard<std::mutex> lock(FCopyLock);
-  return strDataCpy;
-}
-
 void TFrmKvMain::JvTimerList1Events3Timer() {
   (*JvTimerList1)[DisplayEvent]->SetEnabled(false);
   // Readings before the panels are docked stay in the copy and go no further.

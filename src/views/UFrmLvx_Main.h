@@ -63,7 +63,6 @@ class TFrmKvMain : public QMainWindow {
 
   // The latest reading handed over, taken under the lock.
   TKvUniqueData DataCopy() const;
-  QString DataTextCopy() const;
 
   // Handlers, named after their component and event.
   void FormCreate();
