@@ -60,11 +60,11 @@ bool TKvField::IsNull() const {
   return !buf || FColumn < 0 || FDataSet->FTable->IsNull(buf, FColumn);
 }
 
-double TKvField::Native() const {
-  if (IsNull() || FCalcSlot >= 0) return 0;
-  const TKvDatSTable& t = *FDataSet->FTable;
-  const uint8_t* cell = t.Cell(FDataSet->RecordBuffer(), FColumn);
-  switch (t.Columns[FColumn].DataType()) {
+double KvCell_AsDouble(const TKvDatSTable& t, const uint8_t* buf, int column, bool& isNull) {
+  isNull = !buf || column < 0 || t.IsNull(buf, column);
+  if (isNull) return 0;
+  const uint8_t* cell = t.Cell(buf, column);
+  switch (t.Columns[column].DataType()) {
     case dtBoolean:
       return Load<uint16_t>(cell) != 0 ? 1 : 0;
     case dtSByte:
@@ -94,6 +94,12 @@ double TKvField::Native() const {
     default:
       return 0;
   }
+}
+
+double TKvField::Native() const {
+  if (FCalcSlot >= 0) return 0;
+  bool isNull;
+  return KvCell_AsDouble(*FDataSet->FTable, FDataSet->RecordBuffer(), FColumn, isNull);
 }
 
 void TKvField::SetNative(double value) {
@@ -323,6 +329,7 @@ void TKvMemTable::Open() {
   BindFields();
   BuildViews();
   FState = TKvDataSetState::dsBrowse;
+  BuildFilteredRows();
   First();
   DataEvent(TKvDataEvent::deDataSetChange, -1);
   if (AfterOpen) AfterOpen(*this);
@@ -337,6 +344,7 @@ void TKvMemTable::Close() {
   for (int i = FTable->ViewCount() - 1; i >= 0; --i)
     if (FTable->View(i).CreatorKind != 0) FTable->RemoveView(FTable->View(i));
   FView = nullptr;
+  FFilteredRows.Clear();
   FState = TKvDataSetState::dsInactive;
   FRecNo = -1;
   FEof = FBof = true;
@@ -346,6 +354,12 @@ void TKvMemTable::Close() {
 
 void TKvMemTable::Refresh() {
   CheckBrowseMode();
+  const uint32_t current = CurrentRowHandle();
+  if (FFilter) {
+    BuildFilteredRows();
+    const int at = current == KvNoBuffer ? -1 : FFilteredRows.IndexOf(current);
+    FRecNo = at < 0 ? 0 : at;
+  }
   SetRecNo(FRecNo);
   DataEvent(TKvDataEvent::deDataSetChange, -1);
   if (AfterRefresh) AfterRefresh(*this);
@@ -353,7 +367,69 @@ void TKvMemTable::Refresh() {
 
 const TKvDatSRowList* TKvMemTable::ActiveRows() const {
   if (!FTable) return nullptr;
+  if (FFilter) return &FFilteredRows;
   return FView ? &FView->Rows() : &FTable->Rows();
+}
+
+void TKvMemTable::BuildFilteredRows() {
+  FFilteredRows.Clear();
+  if (!FFilter || !FTable || !Active()) return;
+  const TKvDatSRowList& all = FView ? FView->Rows() : FTable->Rows();
+  for (const uint32_t row : all)
+    if (FFilter(*FTable, row)) FFilteredRows.Add(row);
+}
+
+// Place of a new row among the filtered ones: the order of the active view, and new rows
+// land at one of its ends, so the search starts there.
+int TKvMemTable::FilteredInsert(uint32_t row) {
+  int lo = 0, hi = FFilteredRows.Count();
+  if (FView) {
+    auto atOrBelow = [&](int i) { return FView->Compare(FFilteredRows[i], row) <= 0; };
+    if (hi > 0 && atOrBelow(hi - 1)) lo = hi;
+    while (lo < hi) {
+      const int mid = lo + (hi - lo) / 2;
+      if (atOrBelow(mid))
+        lo = mid + 1;
+      else
+        hi = mid;
+    }
+  } else {
+    lo = hi;
+  }
+  FFilteredRows.Insert(lo, row);
+  return lo;
+}
+
+void TKvMemTable::SetFilter(TKvRowFilter filter) {
+  CheckBrowseMode();
+  const uint32_t current = CurrentRowHandle();
+  FFilter = std::move(filter);
+  BuildFilteredRows();
+  if (!Active()) return;
+  const int at = current == KvNoBuffer ? -1 : ActiveRows()->IndexOf(current);
+  SetRecNo(at < 0 ? 0 : at);
+  DataEvent(TKvDataEvent::deDataSetChange, -1);
+}
+
+void TKvMemTable::PeekRecord(int recNo, const std::function<void()>& f) {
+  if (!Active() || FState == TKvDataSetState::dsInsert || recNo < 0 || recNo >= RecordCount())
+    return;
+  const std::vector<QString> values = FCalcValues;
+  const std::vector<bool> nulls = FCalcNull;
+  const int keep = FRecNo;
+  FRecNo = recNo;
+  CalcRecord();
+  try {
+    f();
+  } catch (...) {
+    FRecNo = keep;
+    FCalcValues = values;
+    FCalcNull = nulls;
+    throw;
+  }
+  FRecNo = keep;
+  FCalcValues = values;
+  FCalcNull = nulls;
 }
 
 int TKvMemTable::RecordCount() const {
@@ -363,6 +439,11 @@ int TKvMemTable::RecordCount() const {
 uint32_t TKvMemTable::CurrentRowHandle() const {
   if (!Active() || FRecNo < 0 || FRecNo >= ActiveRows()->Count()) return KvNoBuffer;
   return (*ActiveRows())[FRecNo];
+}
+
+uint32_t TKvMemTable::RowHandle(int recNo) const {
+  if (!Active() || recNo < 0 || recNo >= ActiveRows()->Count()) return KvNoBuffer;
+  return (*ActiveRows())[recNo];
 }
 
 const uint8_t* TKvMemTable::RecordBuffer() const {
@@ -463,7 +544,14 @@ void TKvMemTable::Post() {
   FTable->AttachRow(row);
   // Without cached updates the insert is accepted at once.
   if (!CachedUpdates) FTable->AcceptRow(row);
-  const int pos = FView ? FView->LastInsertPos() : FTable->RowCount() - 1;
+  if (FFilter && !FFilter(*FTable, row)) {
+    // A row the filter refuses is kept but not shown: the cursor stays where it was, and
+    // listeners, which read the current record, are not told of a row they cannot see.
+    SetRecNo(FRecNo);
+    return;
+  }
+  const int pos =
+      FFilter ? FilteredInsert(row) : (FView ? FView->LastInsertPos() : FTable->RowCount() - 1);
   SetRecNo(pos);
   DataEvent(TKvDataEvent::deRecordInserted, pos);
   if (AfterPost) AfterPost(*this);
@@ -475,6 +563,7 @@ void TKvMemTable::Delete() {
   if (row == KvNoBuffer) return;
   const int pos = FRecNo;
   const bool wasInserted = FTable->Row(row).RowState == rsInserted;
+  if (FFilter) FFilteredRows.Delete(pos);
   FTable->DeleteRow(row);
   if (!wasInserted && !CachedUpdates) FTable->AcceptRow(row);
   SetRecNo(pos);
@@ -495,6 +584,7 @@ void TKvMemTable::SetIndexName(const QString& name) {
   FView = nullptr;
   for (int i = 0; def && i < FTable->ViewCount(); ++i)
     if (FTable->View(i).Name == ViewPrefix + def->Name) FView = &FTable->View(i);
+  BuildFilteredRows();
   SetRecNo(current == KvNoBuffer ? 0 : ActiveRows()->IndexOf(current));
   DataEvent(TKvDataEvent::deDataSetChange, -1);
 }

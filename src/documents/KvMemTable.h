@@ -44,6 +44,8 @@ class TKvField {
   TAlignment Alignment = TAlignment::taLeftJustify;
 
   int Index() const { return FIndex; }
+  // The table column of a data field, -1 for a calculated one or while unbound.
+  int Column() const { return FColumn; }
   QString DisplayLabel() const { return FieldName; }
   bool IsNull() const;
   double AsFloat() const;
@@ -69,6 +71,13 @@ class TKvField {
   int FColumn = -1;    // bound column of a data field
   int FCalcSlot = -1;  // slot of a calculated field in the record buffer
 };
+
+// A stored cell as a number, whatever its engine type: day numbers for dates, milliseconds
+// for times, 1 or 0 for Booleans. isNull tells a NULL cell (then 0 is returned).
+double KvCell_AsDouble(const TKvDatSTable& table, const uint8_t* buf, int column, bool& isNull);
+
+// Decides whether a row of the table passes the dataset's filter, from its stored values.
+using TKvRowFilter = std::function<bool(const TKvDatSTable& table, uint32_t row)>;
 
 struct TKvIndexDef {
   QString Name;
@@ -150,6 +159,14 @@ class TKvMemTable {
   void LoadFromStream(QIODevice& stream, int format = 0);
   void SaveToStream(QIODevice& stream, int format = 0);
 
+  // A filter over the active order: rows it refuses are not browsed, counted or deleted
+  // through the dataset, and new rows are tested as they are posted. Empty: no filter.
+  void SetFilter(TKvRowFilter filter);
+  bool Filtered() const { return bool(FFilter); }
+  // Runs f with the fields reading record recNo of the active order; the cursor and the
+  // current record's calculated fields are as before afterwards. Grids paint through it.
+  void PeekRecord(int recNo, const std::function<void()>& f);
+
   void DisableControls();
   void EnableControls();
   bool ControlsDisabled() const { return FDisableCount > 0; }
@@ -161,7 +178,9 @@ class TKvMemTable {
 
   TKvDatSManager& DatSManager() { return FManager; }
   TKvDatSTable* Table() { return FTable; }
-  uint32_t CurrentRowHandle() const;  // KvNoBuffer when there is no current record
+  uint32_t CurrentRowHandle() const;
+  // The row at recNo of the active order; KvNoBuffer outside it.
+  uint32_t RowHandle(int recNo) const;  // KvNoBuffer when there is no current record
   uint32_t SavePointAtLastLoadOrSave() const { return FSavePoint; }
   size_t MemoryBytes() const;
 
@@ -177,6 +196,8 @@ class TKvMemTable {
   void CalcRecord();
   void DataEvent(TKvDataEvent event, int position);
   void CheckBrowseMode();
+  void BuildFilteredRows();
+  int FilteredInsert(uint32_t row);
   void LoadFromStorage(const QString& fileName, QIODevice& device, int format);
   void SaveToStorage(const QString& fileName, QIODevice& device, int format);
 
@@ -195,4 +216,6 @@ class TKvMemTable {
   int FDisableCount = 0;
   bool FChangedWhileDisabled = false;
   uint32_t FSavePoint = 0;
+  TKvRowFilter FFilter;
+  TKvDatSRowList FFilteredRows;  // the active order's rows that pass FFilter
 };

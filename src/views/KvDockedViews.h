@@ -9,6 +9,7 @@
 #include "KvUniqueData.h"
 
 class QObject;
+class TKvMemTable;
 class QWidget;
 
 class TKvDisplayView {
@@ -36,6 +37,12 @@ class TKvChartView {
   virtual void Channel_Add(int Id, const QString& FieldTitle, const QString& SeriesClass,
                            bool Selected, const QString& ShortText) = 0;
   virtual void Channel_CreateFromList() = 0;
+  // Rebuilds every point from the dataset's rows in its present order and filter.
+  virtual void DoChart_UpdateFromDataset(TKvMemTable& DataSet) = 0;
+  // Lets every series let go of its points ("Clear table").
+  virtual void ClearSeries() = 0;
+  // Reads the series' data sources again.
+  virtual void RefreshData() = 0;
 };
 
 // Makers of the docked views' forms; each form must implement its view's face.

@@ -31,6 +31,9 @@ class TNotingView : public QWidget,
     FCalls << QString("Add %1 %2 [%3] %4 %5").arg(id).arg(title, cls).arg(sel).arg(shortText);
   }
   void Channel_CreateFromList() override { FCalls << "CreateFromList"; }
+  void DoChart_UpdateFromDataset(TKvMemTable&) override { FCalls << "UpdateFromDataset"; }
+  void ClearSeries() override { FCalls << "ClearSeries"; }
+  void RefreshData() override { FCalls << "RefreshData"; }
 
  private:
   void Note(const char* what, double v) { FCalls << QString("%1 %2").arg(what).arg(v); }

@@ -1,0 +1,75 @@
+#include "LvxProgram.h"
+
+#include <QApplication>
+
+#include "KvDockedViews.h"
+#include "KvInstrumentPorts.h"
+#include "KvLib.h"
+#include "KvPortAssignments.h"
+#include "KvPortDevices.h"
+#include "KvSerialCommander.h"
+#include "KvSys_Helper.h"
+#include "Serial.h"
+#include "UDmKvBasic.h"
+#include "UDmKvProjectInfo.h"
+#include "UDmKv_COM_Commander.h"
+#include "UDxChart.h"
+#include "UDxTable.h"
+#include "UFrmLvx_Main.h"
+
+// The port engine: the system's serial devices under stable COM numbers and one port on them.
+class TKvPortEngine {
+ public:
+  explicit TKvPortEngine(TKvPortDeviceSource* devices)
+      : FUdev(devices ? nullptr
+                      : std::make_unique<TKvUdevPortDevices>(FAssignments.VirtualDevices())),
+        FManager(devices ? devices : FUdev.get(), &FAssignments),
+        FSerial(&FManager) {}
+  TKvSerialPort* Serial() { return &FSerial; }
+  TKvPortList* Ports() { return &FManager; }
+  void Attach(TDmKv_COM_Commander& commander) { KvSerial_SetupForCommander(FSerial, commander); }
+
+ private:
+  TKvPortAssignments FAssignments;
+  std::unique_ptr<TKvUdevPortDevices> FUdev;
+  TCOMManager FManager;
+  TSerial FSerial;
+};
+
+void LvxReader_RegisterViews() {
+  TKvViewMakers& makers = KvViewMakers();
+  makers.Table = [] { return new TFrmDxTable; };
+  makers.Chart = [] { return new TFrmDxChart; };
+}
+
+TLvxProgram::TLvxProgram(TKvPortDeviceSource* devices) {
+  KvSysHelper();
+  KvGlobal_Initialize();
+  LvxReader_RegisterViews();
+  // The diagram editor and the printing module would come first; the program has neither.
+  FPorts = std::make_unique<TKvPortEngine>(devices);
+  FCommander = std::make_unique<TDmKv_COM_Commander>(FPorts->Serial(), FPorts->Ports());
+  FPorts->Attach(*FCommander);
+  FMain = std::make_unique<TFrmKvMain>();
+}
+
+TLvxProgram::~TLvxProgram() {
+  Shutdown();
+}
+
+int TLvxProgram::Run(QApplication& app) {
+  FMain->show();
+  return app.exec();
+}
+
+void TLvxProgram::Shutdown() {
+  if (!FPorts) return;
+  FPorts->Serial()->SetActive(false);
+  FMain.reset();
+  FCommander.reset();
+  FPorts.reset();
+  KvViewMakers() = TKvViewMakers();
+  KvBase_CreateSplash(false);
+  delete DmKvBasic;
+  delete DmKvProjectInfo;
+}
