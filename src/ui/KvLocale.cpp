@@ -34,7 +34,10 @@ TKvLocale& Storage() {
 }  // namespace
 
 TKvLocale TKvLocale::FromSystem() {
-  QLocale sys = QLocale::system();
+  return FromQLocale(QLocale::system());
+}
+
+TKvLocale TKvLocale::FromQLocale(const QLocale& sys) {
   TKvLocale l;
   QString dp = sys.decimalPoint();
   l.DecimalSeparator = dp.isEmpty() ? QChar('.') : dp[0];

@@ -4,6 +4,8 @@
 #include <QChar>
 #include <QString>
 
+class QLocale;
+
 struct TKvLocale {
   QChar DecimalSeparator = '.';
   QChar DateSeparator = '.';
@@ -12,6 +14,8 @@ struct TKvLocale {
   QString LongTimeFormat = "hh:nn:ss";
 
   static TKvLocale FromSystem();
+  // The settings of a named locale, as the system would give them under it.
+  static TKvLocale FromQLocale(const QLocale& locale);
 };
 
 // The program-wide settings; the first call reads the system locale.

@@ -1,7 +1,6 @@
 #include "KvColumnFilter.h"
 
 #include <cmath>
-#include <stdexcept>
 #include <vector>
 
 #include "KvDateEdit.h"
@@ -104,13 +103,12 @@ bool TKvColumnFilter::ParseValue(const TKvField& field, const QString& text, dou
   if (t.isEmpty()) return false;
   const TKvLocale& locale = KvLocale();
   switch (field.DataType) {
-    case TKvFieldType::ftDate:
-      try {
-        value = std::floor(KvStrToDateTime(t)) + KvDateDelta;
-        return true;
-      } catch (const std::invalid_argument&) {
-        return false;
-      }
+    case TKvFieldType::ftDate: {
+      TDateTime d;
+      if (!KvTryStrToDate(t, d)) return false;
+      value = std::floor(d) + KvDateDelta;
+      return true;
+    }
     case TKvFieldType::ftTime: {
       TDateTime d;
       if (!TryStrToTime(t, d)) return false;

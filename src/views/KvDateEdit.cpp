@@ -1,5 +1,6 @@
 #include "KvDateEdit.h"
 
+#include <QRegularExpression>
 #include <cmath>
 #include <stdexcept>
 
@@ -56,32 +57,38 @@ QString KvDateTimeToStr(TDateTime value) {
   return FormatDateTime(l.ShortDateFormat + ' ' + l.LongTimeFormat, value);
 }
 
+bool KvTryStrToDate(const QString& text, TDateTime& result) {
+  const TKvLocale& l = KvLocale();
+  // The order of day, month and year follows the short date format.
+  QString order;
+  for (QChar c : l.ShortDateFormat.toLower())
+    if ((c == 'd' || c == 'm' || c == 'y') && !order.contains(c)) order += c;
+  // Any run of non-digits separates the parts: the separator of the format, or the blank
+  // that formats without one (the C locale's) put there.
+  static const QRegularExpression separators(QStringLiteral("[^0-9]+"));
+  const QStringList parts = text.trimmed().split(separators, Qt::SkipEmptyParts);
+  if (order.size() != 3 || parts.size() != 3) return false;
+  int day = 0, month = 0, year = 0;
+  for (int i = 0; i < 3; ++i) {
+    bool ok = false;
+    const int v = parts[i].toInt(&ok);
+    if (!ok) return false;
+    (order[i] == 'd' ? day : order[i] == 'm' ? month : year) = v;
+  }
+  if (year < 100) year += 2000;
+  return TryEncodeDate(year, month, day, result);
+}
+
 TDateTime KvStrToDateTime(const QString& text) {
   const auto fail = [&text] {
     return std::invalid_argument(
         QString("'%1' is not a valid date and time").arg(text).toStdString());
   };
-  const TKvLocale& l = KvLocale();
   const QString trimmed = text.trimmed();
   const QString datePart = trimmed.section(' ', 0, 0);
   const QString timePart = trimmed.section(' ', 1).trimmed();
-
-  // The order of day, month and year follows the short date format.
-  QString order;
-  for (QChar c : l.ShortDateFormat.toLower())
-    if ((c == 'd' || c == 'm' || c == 'y') && !order.contains(c)) order += c;
-  const QStringList parts = datePart.split(l.DateSeparator);
-  if (order.size() != 3 || parts.size() != 3) throw fail();
-  int day = 0, month = 0, year = 0;
-  for (int i = 0; i < 3; ++i) {
-    bool ok = false;
-    const int v = parts[i].toInt(&ok);
-    if (!ok) throw fail();
-    (order[i] == 'd' ? day : order[i] == 'm' ? month : year) = v;
-  }
-  if (year < 100) year += 2000;
   TDateTime date = 0, time = 0;
-  if (!TryEncodeDate(year, month, day, date)) throw fail();
+  if (!KvTryStrToDate(datePart, date)) throw fail();
   if (!timePart.isEmpty() && !TryStrToTime(timePart, time)) throw fail();
   return date + time;
 }

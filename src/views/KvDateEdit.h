@@ -23,6 +23,8 @@ class TKvDateEdit : public QDateEdit {
 
 // The short date and long time formats of the regional settings, joined by a blank.
 QString KvDateTimeToStr(TDateTime value);
+// A date alone in the short date format of the regional settings; false if it isn't one.
+bool KvTryStrToDate(const QString& text, TDateTime& result);
 // The reverse; the time may be missing. Throws std::invalid_argument with
 // "'<text>' is not a valid date and time" for anything else.
 TDateTime KvStrToDateTime(const QString& text);

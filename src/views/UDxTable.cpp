@@ -53,8 +53,9 @@ const TKvCalcChoice CalcChoices[] = {{"Freq", "AC", "A", 1},
                                      {"sTime", "TI", "SLOW", 1},
                                      {"sTime", "TI", "FAST", 2}};
 
-QString FloatText(double v) {
-  return QString::number(v, 'g', 15).replace(QLatin1Char('.'), KvLocale().DecimalSeparator);
+// Two decimals: a mean of readings with one decimal needs no more.
+QString AverageText(double v) {
+  return KvFormatFloat("%.2f", v);
 }
 }  // namespace
 
@@ -278,7 +279,7 @@ bool TFrmDxTable::LevelAverage(double& average) const {
 
 QString TFrmDxTable::FooterText() const {
   double average;
-  return LevelAverage(average) ? FloatText(average) : QString();
+  return LevelAverage(average) ? AverageText(average) : QString();
 }
 
 QString TFrmDxTable::NavigatorText() const {

@@ -12,7 +12,9 @@
 #include <QSignalBlocker>
 #include <QStatusBar>
 #include <QTabWidget>
+#include <QTextBlock>
 #include <QTextCursor>
+#include <QTextDocument>
 #include <QToolBar>
 #include <QVBoxLayout>
 
@@ -409,12 +411,25 @@ void TFrmKvMain::JvTimerList1Events3Timer() {
   QTextCursor top(cxMemo_ComData->document());
   top.movePosition(QTextCursor::Start);
   top.insertText(cxMemo_ComData->document()->isEmpty() ? text : text + '\n');
+  TrimMemo();
 
   if (DmKv_COM_Commander && DmKv_COM_Commander->IsRecording() && FrmDxTable) {
     FrmDxTable->AddData(data);
     if (FrmDxChart) FrmDxChart->cxButtonShowAxisFullClick(this);
   }
   if (FrmDxLvxDisplay) FrmDxLvxDisplay->Data2Display(data);
+}
+
+void TFrmKvMain::TrimMemo() {
+  // Days of recording would grow the hidden memo by a gigabyte a day: the oldest lines,
+  // at the bottom, go beyond the bound.
+  QTextDocument* doc = cxMemo_ComData->document();
+  const int excess = doc->blockCount() - MemoMaxLines;
+  if (excess <= 0) return;
+  QTextCursor cut(doc->findBlockByNumber(MemoMaxLines - 1));
+  cut.movePosition(QTextCursor::EndOfBlock);
+  cut.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+  cut.removeSelectedText();
 }
 
 void TFrmKvMain::cxButtonClearClick() {

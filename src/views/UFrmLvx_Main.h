@@ -32,6 +32,8 @@ class TFrmKvMain : public QMainWindow {
 
   enum { TabDisplay = 0, TabDataTable = 1, TabChart = 2, TabComData = 3 };
   static constexpr int DisplayEvent = 3;
+  // The raw-data memo keeps the newest lines only.
+  static constexpr int MemoMaxLines = 20000;
 
   // Components.
   TKvNavBar* dxNavBarLeft;
@@ -92,6 +94,7 @@ class TFrmKvMain : public QMainWindow {
   void CreatePanels();
   void SetupChannels();
   void Log(const QString& msg);
+  void TrimMemo();
 
   mutable std::mutex FCopyLock;
   TKvUniqueData dDataCpy;  // guarded by FCopyLock

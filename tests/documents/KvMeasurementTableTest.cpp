@@ -106,3 +106,43 @@ TEST(KvMeasurementTable, HandlersCallTheHooksInOrder) {
   t.Close();
   EXPECT_EQ(calls.join(' '), "update chart:KvMemTableData post:1 chart:KvMemTableData");
 }
+
+// The filter is the dataset's: its order, its count, deleting and posting all see only the
+// rows that pass, in the active index's order, and the refused rows are kept.
+TEST(KvMeasurementTable, FilterNarrowsTheOrderAndKeepsTheRowsItHides) {
+  TKvMeasurementTable t;
+  t.SetIndexName(TKvMeasurementTable::IndexDescName);
+  for (int s = 0; s < 6; ++s) t.PostReading(Reading(s, 60 + s));
+  const int y = t.FieldByName("Y").Column();
+  t.SetFilter([y](const TKvDatSTable& table, uint32_t row) {
+    bool isNull;
+    return KvCell_AsDouble(table, table.RowData(row), y, isNull) >= 63;
+  });
+  auto levels = [&t] {
+    std::vector<double> v;
+    for (int i = 0; i < t.RecordCount(); ++i)
+      t.PeekRecord(i, [&] { v.push_back(t.FieldByName("Y").AsFloat()); });
+    return v;
+  };
+  EXPECT_EQ(levels(), (std::vector<double>{65, 64, 63}));
+  // A new row that passes takes its place in the order; one that does not stays hidden.
+  t.PostReading(Reading(3, 70, 500));
+  t.PostReading(Reading(7, 10));
+  EXPECT_EQ(levels(), (std::vector<double>{65, 64, 70, 63}));
+  t.SetIndexName(TKvMeasurementTable::IndexAscName);
+  EXPECT_EQ(levels(), (std::vector<double>{63, 70, 64, 65}));
+  // Deleting under the filter removes what it shows, nothing else.
+  t.First();
+  t.Delete();
+  EXPECT_EQ(levels(), (std::vector<double>{70, 64, 65}));
+  t.SetFilter({});
+  EXPECT_EQ(t.RecordCount(), 7);
+  // Peeking leaves the cursor and its calculated fields alone.
+  t.SetRecNo(2);
+  const QString freq = t.FieldByName("Freq").AsString();
+  const double level = t.FieldByName("Y").AsFloat();
+  t.PeekRecord(5, [] {});
+  EXPECT_EQ(t.RecNo(), 2);
+  EXPECT_EQ(t.FieldByName("Y").AsFloat(), level);
+  EXPECT_EQ(t.FieldByName("Freq").AsString(), freq);
+}

@@ -1,6 +1,7 @@
 #pragma once
 // The main window on the virtual clock with the application module, a commander on a
 // replayed stream and views that note every call, all in a temporary folder.
+#include <QPlainTextEdit>
 #include <QWidget>
 #include <memory>
 
