@@ -19,11 +19,138 @@ double KvChart_DateTime(double key) {
   return key / SecsPerDay + UnixEpochDays;
 }
 
+// ---- points and their blocks ------------------------------------------------------------
+
+void TKvSeriesPoints::Extend(TBlock& b, double value, bool first) const {
+  if (std::isnan(value)) {
+    if (first) b = {qQNaN(), qQNaN(), true};
+    b.Gap = true;
+    return;
+  }
+  if (first || std::isnan(b.Min)) {
+    b.Min = b.Max = value;
+    if (first) b.Gap = false;
+    return;
+  }
+  b.Min = std::min(b.Min, value);
+  b.Max = std::max(b.Max, value);
+}
+
+void TKvSeriesPoints::Add(double key, double value) {
+  if (!FKeys.empty() && key < FKeys.back()) {
+    // Out of order (a clock set back): placed where it belongs, blocks counted again.
+    const auto at = std::upper_bound(FKeys.begin(), FKeys.end(), key) - FKeys.begin();
+    FKeys.insert(FKeys.begin() + at, key);
+    FValues.insert(FValues.begin() + at, value);
+    RebuildBlocks();
+    return;
+  }
+  FKeys.push_back(key);
+  FValues.push_back(value);
+  const size_t i = FKeys.size() - 1;
+  if (i % BlockSize == 0) FBlocks.push_back({});
+  Extend(FBlocks.back(), value, i % BlockSize == 0);
+}
+
+void TKvSeriesPoints::Set(std::vector<double> keys, std::vector<double> values) {
+  FKeys = std::move(keys);
+  FValues = std::move(values);
+  if (!std::is_sorted(FKeys.begin(), FKeys.end())) {
+    std::vector<size_t> order(FKeys.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+    std::stable_sort(order.begin(), order.end(),
+                     [this](size_t a, size_t b) { return FKeys[a] < FKeys[b]; });
+    std::vector<double> k(order.size()), v(order.size());
+    for (size_t i = 0; i < order.size(); ++i) k[i] = FKeys[order[i]], v[i] = FValues[order[i]];
+    FKeys = std::move(k);
+    FValues = std::move(v);
+  }
+  RebuildBlocks();
+}
+
+void TKvSeriesPoints::Clear() {
+  FKeys.clear();
+  FValues.clear();
+  FBlocks.clear();
+}
+
+void TKvSeriesPoints::RebuildBlocks() {
+  FBlocks.clear();
+  for (size_t i = 0; i < FValues.size(); ++i) {
+    if (i % BlockSize == 0) FBlocks.push_back({});
+    Extend(FBlocks.back(), FValues[i], i % BlockSize == 0);
+  }
+}
+
+int TKvSeriesPoints::LowerBound(double key) const {
+  return int(std::lower_bound(FKeys.begin(), FKeys.end(), key) - FKeys.begin());
+}
+
+QVector<QCPGraphData> TKvSeriesPoints::Sampled(double from, double to, int columns,
+                                               bool& sampled) const {
+  QVector<QCPGraphData> out;
+  columns = std::max(columns, 1);
+  // One point beyond each edge keeps the line running out of the visible area.
+  const int first = std::max(0, LowerBound(from) - 1);
+  const int last =
+      std::min(Count(), int(std::upper_bound(FKeys.begin(), FKeys.end(), to) - FKeys.begin()) + 1);
+  sampled = last - first > 2 * columns;
+  if (!sampled) {
+    out.reserve(last - first);
+    for (int i = first; i < last; ++i)
+      out.append(QCPGraphData(FKeys[size_t(i)], FValues[size_t(i)]));
+    return out;
+  }
+  out.reserve(5 * columns);
+  const double width = (to - from) / columns;
+  int i = first;
+  while (i < last) {
+    // The column of point i and the points that fall into it.
+    const double columnEnd = from + (std::floor((FKeys[size_t(i)] - from) / width) + 1) * width;
+    const int end = std::min(last, LowerBound(columnEnd));
+    const int stop = std::max(end, i + 1);
+    TBlock b{0, 0, false};
+    bool any = false;
+    for (int j = i; j < stop;) {
+      if (j % BlockSize == 0 && j + BlockSize <= stop) {
+        const TBlock& whole = FBlocks[size_t(j / BlockSize)];
+        if (whole.Gap) b.Gap = true;
+        if (!std::isnan(whole.Min)) {
+          b.Min = any ? std::min(b.Min, whole.Min) : whole.Min;
+          b.Max = any ? std::max(b.Max, whole.Max) : whole.Max;
+          any = true;
+        }
+        j += BlockSize;
+      } else {
+        const double v = FValues[size_t(j)];
+        if (std::isnan(v)) {
+          b.Gap = true;
+        } else {
+          b.Min = any ? std::min(b.Min, v) : v;
+          b.Max = any ? std::max(b.Max, v) : v;
+          any = true;
+        }
+        ++j;
+      }
+    }
+    const double k0 = FKeys[size_t(i)], k1 = FKeys[size_t(stop - 1)];
+    if (any) {
+      out.append(QCPGraphData(k0, FValues[size_t(i)]));
+      out.append(QCPGraphData((k0 + k1) / 2, b.Min));
+      out.append(QCPGraphData((k0 + k1) / 2, b.Max));
+      out.append(QCPGraphData(k1, FValues[size_t(stop - 1)]));
+    }
+    if (b.Gap) out.append(QCPGraphData(k1, qQNaN()));
+    i = stop;
+  }
+  return out;
+}
+
 // ---- line series -------------------------------------------------------------------------
 
 TKvLineSeries::TKvLineSeries(QCustomPlot* plot) : FPlot(plot) {
   FGraph = plot->addGraph();
-  FGraph->setAdaptiveSampling(true);
+  FGraph->setAdaptiveSampling(false);
 }
 
 TKvLineSeries::~TKvLineSeries() {
@@ -41,6 +168,16 @@ void TKvLineSeries::SetActive(bool on) {
   }
 }
 
+void TKvLineSeries::SetPointer(const QCPScatterStyle& style) {
+  FPointer = style;
+  FGraph->setScatterStyle(style);
+  Changed();
+}
+
+void TKvLineSeries::Changed() {
+  FDirty = true;
+}
+
 void TKvLineSeries::Widen(double x, double y) {
   if (FCount++ == 0) {
     FMinX = FMaxX = x;
@@ -55,41 +192,67 @@ void TKvLineSeries::Widen(double x, double y) {
 
 void TKvLineSeries::AddXY(double x, double y, const QString& label) {
   const double key = KvChart_Key(x);
-  FGraph->addData(key, y);
+  FPoints.Add(key, y);
   if (std::isfinite(y)) Widen(x, y);
-  if (!label.trimmed().isEmpty()) FMarks.push_back({key, y, label});
+  if (!label.trimmed().isEmpty()) {
+    TMark mark{key, y, label};
+    if (FMarks.empty() || FMarks.back().Key <= key)
+      FMarks.push_back(mark);
+    else
+      FMarks.insert(std::upper_bound(FMarks.begin(), FMarks.end(), mark,
+                                     [](const TMark& a, const TMark& b) { return a.Key < b.Key; }),
+                    mark);
+  }
+  Changed();
   for (TKvLineSeries* d : Dependents)
     if (d->FFunction) d->FFunction->SourcePointAdded(key, y);
 }
 
 void TKvLineSeries::AddNull(double x) {
-  FGraph->addData(KvChart_Key(x), qQNaN());
+  FPoints.Add(KvChart_Key(x), qQNaN());
+  Changed();
 }
 
 void TKvLineSeries::Recount() {
   FCount = 0;
-  for (const QCPGraphData& p : *FGraph->data())
-    if (std::isfinite(p.value)) Widen(KvChart_DateTime(p.key), p.value);
+  for (int i = 0; i < FPoints.Count(); ++i)
+    if (std::isfinite(FPoints.Value(i))) Widen(KvChart_DateTime(FPoints.Key(i)), FPoints.Value(i));
 }
 
-void TKvLineSeries::SetPoints(QVector<QCPGraphData>& points, bool sorted,
+void TKvLineSeries::SetPoints(std::vector<double> keys, std::vector<double> values,
                               std::vector<TMark> marks) {
-  FGraph->data()->set(points, sorted);
+  FPoints.Set(std::move(keys), std::move(values));
   FMarks = std::move(marks);
-  if (!sorted)
-    std::sort(FMarks.begin(), FMarks.end(),
-              [](const TMark& a, const TMark& b) { return a.Key < b.Key; });
+  std::stable_sort(FMarks.begin(), FMarks.end(),
+                   [](const TMark& a, const TMark& b) { return a.Key < b.Key; });
   Recount();
+  Changed();
   for (TKvLineSeries* d : Dependents)
     if (d->FFunction) d->FFunction->Recalculate();
 }
 
 void TKvLineSeries::Clear() {
-  FGraph->data()->clear();
+  FPoints.Clear();
   FMarks.clear();
   FCount = 0;
+  Changed();
   for (TKvLineSeries* d : Dependents)
     if (d->FFunction) d->FFunction->Recalculate();
+}
+
+void TKvLineSeries::PrepareDraw() {
+  if (!FGraph->visible()) return;
+  const QCPRange keys = FGraph->keyAxis()->range();
+  const int columns = std::max(1, FGraph->keyAxis()->axisRect()->width());
+  if (!FDirty && keys == FDrawnKeys && columns == FDrawnColumns) return;
+  bool sampled = false;
+  QVector<QCPGraphData> shown = FPoints.Sampled(keys.lower, keys.upper, columns, sampled);
+  FGraph->data()->set(shown, true);
+  // Pointers only where points can be told apart.
+  FGraph->setScatterStyle(sampled ? QCPScatterStyle() : FPointer);
+  FDirty = false;
+  FDrawnKeys = keys;
+  FDrawnColumns = columns;
 }
 
 void TKvLineSeries::SetFunction(std::unique_ptr<TKvAverageFunction> function) {
@@ -123,22 +286,13 @@ void TKvAverageFunction::ResetBlock() {
 }
 
 void TKvAverageFunction::Recalculate() {
-  FTarget.Graph()->data()->clear();
+  FTarget.FPoints.Clear();
   ResetBlock();
-  if (!FSource) return;
-  QVector<QCPGraphData> points;
-  points.reserve(FSource->Count() / FPeriod + 1);
-  for (const QCPGraphData& p : *FSource->Graph()->data()) {
-    if (!std::isfinite(p.value)) continue;
-    if (FInBlock == 0) FFirstKey = p.key;
-    FLastKey = p.key;
-    FSum += p.value;
-    if (++FInBlock == FPeriod) {
-      points.append(QCPGraphData((FFirstKey + FLastKey) / 2, FSum / FPeriod));
-      ResetBlock();
-    }
+  if (FSource) {
+    const TKvSeriesPoints& points = FSource->Points();
+    for (int i = 0; i < points.Count(); ++i) SourcePointAdded(points.Key(i), points.Value(i));
   }
-  FTarget.Graph()->data()->set(points, true);
+  FTarget.Changed();
 }
 
 void TKvAverageFunction::SourcePointAdded(double key, double value) {
@@ -147,7 +301,8 @@ void TKvAverageFunction::SourcePointAdded(double key, double value) {
   FLastKey = key;
   FSum += value;
   if (++FInBlock == FPeriod) {
-    FTarget.Graph()->addData((FFirstKey + FLastKey) / 2, FSum / FPeriod);
+    FTarget.FPoints.Add((FFirstKey + FLastKey) / 2, FSum / FPeriod);
+    FTarget.Changed();
     ResetBlock();
   }
 }
@@ -196,4 +351,8 @@ void TKvChartMarks::draw(QCPPainter* painter) {
 
 QString TKvDateTimeTicker::getTickLabel(double tick, const QLocale&, QChar, int) {
   return FormatDateTime(Format, KvChart_DateTime(tick));
+}
+
+double TKvDateTimeTicker::getTickStep(const QCPRange& range) {
+  return std::max(1.0, QCPAxisTickerDateTime::getTickStep(range));
 }

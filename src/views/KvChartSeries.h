@@ -17,6 +17,36 @@ class TKvAverageFunction;
 double KvChart_Key(double dateTime);
 double KvChart_DateTime(double key);
 
+// The points of a series in key order, with the minimum, maximum and gaps of every block of
+// BlockSize points kept as points arrive, so that what one screen column shows is found in
+// time proportional to the columns, not to the points.
+class TKvSeriesPoints {
+ public:
+  static constexpr int BlockSize = 256;
+  int Count() const { return int(FKeys.size()); }
+  double Key(int i) const { return FKeys[size_t(i)]; }
+  double Value(int i) const { return FValues[size_t(i)]; }
+  void Add(double key, double value);
+  void Set(std::vector<double> keys, std::vector<double> values);
+  void Clear();
+  // First index with a key not below key.
+  int LowerBound(double key) const;
+  // The points to draw for keys [from, to] over the given number of screen columns: every
+  // point where they are few, else per column its first, lowest, highest and last value, and
+  // a gap where the column holds one.
+  QVector<QCPGraphData> Sampled(double from, double to, int columns, bool& sampled) const;
+
+ private:
+  struct TBlock {
+    double Min, Max;
+    bool Gap;
+  };
+  void Extend(TBlock& b, double value, bool first) const;
+  void RebuildBlocks();
+  std::vector<double> FKeys, FValues;
+  std::vector<TBlock> FBlocks;
+};
+
 class TKvLineSeries {
  public:
   struct TMark {
@@ -35,15 +65,18 @@ class TKvLineSeries {
   void SetTitle(const QString& title) { FGraph->setName(title); }
   bool Active() const { return FGraph->visible(); }
   void SetActive(bool on);
+  // The pointer drawn at each point while points are few enough to tell apart.
+  void SetPointer(const QCPScatterStyle& style);
 
   // A point at date-time x; label " " (or empty) gives no mark.
   void AddXY(double x, double y, const QString& label = QStringLiteral(" "));
   // A gap in the line at x.
   void AddNull(double x);
   // Replaces every point by the given ones (keys already converted), in one go.
-  void SetPoints(QVector<QCPGraphData>& points, bool sorted, std::vector<TMark> marks);
+  void SetPoints(std::vector<double> keys, std::vector<double> values, std::vector<TMark> marks);
   void Clear();
-  int Count() const { return FGraph->data()->size(); }
+  int Count() const { return FPoints.Count(); }
+  const TKvSeriesPoints& Points() const { return FPoints; }
   // The extent of the real points as date-times; 0 for an empty series.
   double MinX() const { return FCount ? FMinX : 0; }
   double MaxX() const { return FCount ? FMaxX : 0; }
@@ -52,6 +85,8 @@ class TKvLineSeries {
   const std::vector<TMark>& Marks() const { return FMarks; }
   // Whether a mark's text is shown: the panel empties what must not show.
   std::function<void(TKvLineSeries& series, QString& text)> OnGetMarkText;
+  // Hands the graph what the visible keys need; the chart calls it before each replot.
+  void PrepareDraw();
 
   // The function that computes this series from a source, if any; the series owns it.
   TKvAverageFunction* Function() const { return FFunction.get(); }
@@ -60,15 +95,22 @@ class TKvLineSeries {
   std::vector<TKvLineSeries*> Dependents;
 
  private:
+  friend class TKvAverageFunction;
   void Widen(double x, double y);
   void Recount();
+  void Changed();
 
   QCustomPlot* FPlot;
   QCPGraph* FGraph;
+  TKvSeriesPoints FPoints;
+  QCPScatterStyle FPointer;
   std::vector<TMark> FMarks;
   std::unique_ptr<TKvAverageFunction> FFunction;
   long long FCount = 0;  // real points
   double FMinX = 0, FMaxX = 0, FMinY = 0, FMaxY = 0;
+  bool FDirty = true;
+  QCPRange FDrawnKeys;
+  int FDrawnColumns = 0;
 };
 
 // The average of consecutive blocks of Period points of the source: each full block gives
@@ -120,6 +162,8 @@ class TKvDateTimeTicker : public QCPAxisTickerDateTime {
   QString Format = QStringLiteral("dd.mm.yyyy hh:nn:ss");
 
  protected:
+  // The labels show whole seconds: finer ticks would repeat the same label.
+  double getTickStep(const QCPRange& range) override;
   QString getTickLabel(double tick, const QLocale& locale, QChar formatChar,
                        int precision) override;
 };

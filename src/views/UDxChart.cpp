@@ -164,6 +164,10 @@ void TFrmDxChart::BuildChart() {
   DBChart->xAxis->setLabel("Time");
   DBChart->yAxis->setLabel("Level [dB]");
   DBChart->setSelectionRectMode(QCP::srmZoom);
+  DBChart->installEventFilter(this);
+  connect(DBChart, &QCustomPlot::beforeReplot, this, [this] {
+    for (auto& s : FSeries) s->PrepareDraw();
+  });
   FMarks = new TKvChartMarks(DBChart, [this] {
     std::vector<TKvLineSeries*> all;
     for (auto& s : FSeries) all.push_back(s.get());
@@ -175,7 +179,7 @@ void TFrmDxChart::BuildChart() {
   TKvLineSeries& s1 = *FSeries.back();
   s1.SetTitle("Level");
   s1.Graph()->setPen(QPen(Series1Color, 1));
-  s1.Graph()->setScatterStyle(Pointer(QCPScatterStyle::ssCircle, Series1Color));
+  s1.SetPointer(Pointer(QCPScatterStyle::ssCircle, Series1Color));
   s1.OnGetMarkText = [this](TKvLineSeries& s, QString& t) { Series1GetMarkText(s, t); };
 
   // Zooming with a dragged rectangle keeps a history; the right button steps back in it.
@@ -280,7 +284,20 @@ void TFrmDxChart::SavePlacement() {
 }
 
 void TFrmDxChart::Replot() {
+  // A chart on a hidden tab draws nothing; it replots when it is shown again.
+  if (!DBChart->isVisible()) {
+    FReplotWhenShown = true;
+    return;
+  }
   DBChart->replot(QCustomPlot::rpQueuedReplot);
+}
+
+bool TFrmDxChart::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == DBChart && event->type() == QEvent::Show && FReplotWhenShown) {
+    FReplotWhenShown = false;
+    DBChart->replot(QCustomPlot::rpQueuedReplot);
+  }
+  return QWidget::eventFilter(watched, event);
 }
 
 // ---- channels ----------------------------------------------------------------------------
@@ -317,7 +334,7 @@ void TFrmDxChart::ApplySeriesAttributes(TKvLineSeries& s, int index) {
   s.Tag = tag;
   s.SetTitle(cxCheckComboBoxSelect->Description(index));
   const QColor color = s.Graph()->pen().color();
-  s.Graph()->setScatterStyle(Pointer(QCPScatterStyle::ssCircle, color));
+  s.SetPointer(Pointer(QCPScatterStyle::ssCircle, color));
   s.OnGetMarkText = [this](TKvLineSeries& series, QString& t) {
     EvLineSeriesGetMarkText(series, t);
   };
@@ -326,7 +343,7 @@ void TFrmDxChart::ApplySeriesAttributes(TKvLineSeries& s, int index) {
 void TFrmDxChart::ApplyAverageAttributes(TKvLineSeries& s) {
   s.Tag = TagAverage;
   s.Graph()->setPen(QPen(AverageColor, 3));
-  s.Graph()->setScatterStyle(Pointer(QCPScatterStyle::ssCircle, AverageColor));
+  s.SetPointer(Pointer(QCPScatterStyle::ssCircle, AverageColor));
 }
 
 void TFrmDxChart::Channel_UpdateFromList() {
@@ -417,8 +434,7 @@ void TFrmDxChart::cxSpinEditAveragePropertiesChange() {
   function.SetSource(source);
   average->Graph()->setPen(QPen(average->Graph()->pen().color(), 5));
   average->SetTitle(QString("Average %1 of %2").arg(n).arg(source ? source->Title() : QString()));
-  average->Graph()->setScatterStyle(
-      Pointer(QCPScatterStyle::ssTriangle, average->Graph()->pen().color()));
+  average->SetPointer(Pointer(QCPScatterStyle::ssTriangle, average->Graph()->pen().color()));
   average->OnGetMarkText = [this](TKvLineSeries& s, QString& t) { EvLineSeriesGetMarkText(s, t); };
   Replot();
 }
@@ -471,7 +487,7 @@ void TFrmDxChart::DoChart_UpdateFromDataset(TKvMemTable& DataSet) {
   const int count = DataSet.Active() && table ? DataSet.RecordCount() : 0;
   // Points per channel, read straight from the stored cells.
   const size_t seriesCount = FSeries.size();
-  std::vector<QVector<QCPGraphData>> points(seriesCount);
+  std::vector<std::vector<double>> keys(seriesCount), values(seriesCount);
   std::vector<std::vector<TKvLineSeries::TMark>> marks(seriesCount);
   std::vector<int> direction(seriesCount, 0);  // 1 rising, -1 falling, 2 mixed
   bool run = true;
@@ -487,15 +503,16 @@ void TFrmDxChart::DoChart_UpdateFromDataset(TKvMemTable& DataSet) {
     if (cols.Chan >= 0) channel = std::max(1, int(KvCell_AsDouble(*table, row, cols.Chan, nc)));
     if (channel > int(FChannelIds.size())) continue;
     const size_t at = size_t(FChannelIds[size_t(channel - 1)]);
-    if (at >= points.size()) continue;
     const double key = KvChart_Key(x);
-    auto& list = points[at];
-    if (!list.isEmpty() && direction[at] != 2) {
-      const int step = key > list.back().key ? 1 : (key < list.back().key ? -1 : 0);
+    if (at >= keys.size()) continue;
+    auto& list = keys[at];
+    if (!list.empty() && direction[at] != 2) {
+      const int step = key > list.back() ? 1 : (key < list.back() ? -1 : 0);
       if (step != 0) direction[at] = direction[at] == 0 || direction[at] == step ? step : 2;
     }
+    list.push_back(key);
     if (ny || !std::isfinite(level)) {
-      list.append(QCPGraphData(key, qQNaN()));
+      values[at].push_back(qQNaN());
       run = true;
       continue;
     }
@@ -504,16 +521,16 @@ void TFrmDxChart::DoChart_UpdateFromDataset(TKvMemTable& DataSet) {
       ++runCount;
     }
     run = false;
-    list.append(QCPGraphData(key, level));
+    values[at].push_back(level);
   }
-  for (size_t i = 0; i < points.size(); ++i) {
-    if (points[i].isEmpty()) continue;
+  for (size_t i = 0; i < keys.size(); ++i) {
+    if (keys[i].empty()) continue;
     if (direction[i] == -1) {
       // The table's newest-first order: the same points, turned round.
-      std::reverse(points[i].begin(), points[i].end());
-      std::reverse(marks[i].begin(), marks[i].end());
+      std::reverse(keys[i].begin(), keys[i].end());
+      std::reverse(values[i].begin(), values[i].end());
     }
-    Series(int(i)).SetPoints(points[i], direction[i] != 2, std::move(marks[i]));
+    Series(int(i)).SetPoints(std::move(keys[i]), std::move(values[i]), std::move(marks[i]));
   }
   DataSet.EnableControls();
   DoChart_Autoscale();

@@ -84,6 +84,9 @@ class TFrmDxChart : public QWidget, public TKvChartView {
   void EvPrintPreview(QObject* Sender);
   void EvPrintPrint(QObject* Sender);
 
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
  private:
   void FormCreate();
   void FormDestroy();
@@ -104,4 +107,5 @@ class TFrmDxChart : public QWidget, public TKvChartView {
   TKvDateTimeTicker* FTicker = nullptr;
   TKvChartMarks* FMarks = nullptr;
   TKvMemTable* FDataSet = nullptr;
+  bool FReplotWhenShown = false;
 };

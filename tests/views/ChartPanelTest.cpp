@@ -91,7 +91,8 @@ TEST_F(PanelsTest, AverageIsABlockAverageOfTheChosenChannel) {
   EXPECT_TRUE(avg->Active());
   EXPECT_EQ(avg->Title(), "Average 3 of Level [dB]");
   std::vector<std::pair<double, double>> points;
-  for (const QCPGraphData& p : *avg->Graph()->data()) points.push_back({p.key, p.value});
+  for (int i = 0; i < avg->Count(); ++i)
+    points.push_back({avg->Points().Key(i), avg->Points().Value(i)});
   ASSERT_EQ(points.size(), 2u);  // the seventh point waits for its block
   const double t0 = KvChart_Key(EncodeDate(2026, 11, 23) + EncodeTime(10, 0, 10, 0));
   EXPECT_DOUBLE_EQ(points[0].first, t0 + 2);  // halfway between 10 s and 14 s
@@ -101,7 +102,7 @@ TEST_F(PanelsTest, AverageIsABlockAverageOfTheChosenChannel) {
   // Two more readings complete the next block live.
   Record(67, 24);
   Record(68, 26);
-  EXPECT_EQ(avg->Graph()->data()->size(), 3);
+  EXPECT_EQ(avg->Count(), 3);
   // Of the maximum range instead.
   Chart->cxComboBoxAvgOf->setCurrentIndex(2);
   Chart->cxSpinEditAveragePropertiesChange();
@@ -169,4 +170,31 @@ TEST_F(PanelsTest, IntervalAndAverageSpanAreKeptInEveryLocale) {
     ++seconds;
   }
   KvLocale_Pin(saved);
+}
+
+// Drawing a million points samples them per screen column: the extremes and the gaps of
+// every column survive, and few points are drawn as they are.
+TEST(KvSeriesPoints, SamplingKeepsEachColumnsExtremesAndGaps) {
+  TKvSeriesPoints points;
+  for (int i = 0; i < 100000; ++i) points.Add(i, i == 54321 ? 99 : (i == 70001 ? qQNaN() : 50));
+  bool sampled = false;
+  const QVector<QCPGraphData> shown = points.Sampled(0, 99999, 500, sampled);
+  EXPECT_TRUE(sampled);
+  EXPECT_LE(shown.size(), 5 * 500 + 2);
+  double highest = 0;
+  int gaps = 0;
+  for (const QCPGraphData& p : shown) {
+    if (std::isnan(p.value))
+      ++gaps;
+    else
+      highest = std::max(highest, p.value);
+  }
+  EXPECT_EQ(highest, 99);
+  EXPECT_EQ(gaps, 1);
+  const QVector<QCPGraphData> near = points.Sampled(54300, 54330, 500, sampled);
+  EXPECT_FALSE(sampled);
+  EXPECT_EQ(near.size(), 31 + 2);
+  // A point out of order finds its place.
+  points.Add(10.5, 60);
+  EXPECT_EQ(points.Value(points.LowerBound(10.5)), 60);
 }

@@ -42,7 +42,8 @@ class PanelsTest : public MainFormTest {
   // The level series' values, oldest first; NaN for gaps.
   std::vector<double> LevelPoints() const {
     std::vector<double> v;
-    for (const QCPGraphData& p : *Chart->Series(0).Graph()->data()) v.push_back(p.value);
+    const TKvSeriesPoints& points = Chart->Series(0).Points();
+    for (int i = 0; i < points.Count(); ++i) v.push_back(points.Value(i));
     return v;
   }
 
