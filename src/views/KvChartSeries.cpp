@@ -48,8 +48,12 @@ void TKvSeriesPoints::Add(double key, double value) {
   FKeys.push_back(key);
   FValues.push_back(value);
   const size_t i = FKeys.size() - 1;
-  if (i % BlockSize == 0) FBlocks.push_back({});
-  Extend(FBlocks.back(), value, i % BlockSize == 0);
+  size_t size = Fan;
+  for (auto& level : FBlocks) {
+    if (i % size == 0) level.push_back({});
+    Extend(level.back(), value, i % size == 0);
+    size *= Fan;
+  }
 }
 
 void TKvSeriesPoints::Set(std::vector<double> keys, std::vector<double> values) {
@@ -71,15 +75,15 @@ void TKvSeriesPoints::Set(std::vector<double> keys, std::vector<double> values) 
 void TKvSeriesPoints::Clear() {
   FKeys.clear();
   FValues.clear();
-  FBlocks.clear();
+  for (auto& level : FBlocks) level.clear();
 }
 
 void TKvSeriesPoints::RebuildBlocks() {
-  FBlocks.clear();
-  for (size_t i = 0; i < FValues.size(); ++i) {
-    if (i % BlockSize == 0) FBlocks.push_back({});
-    Extend(FBlocks.back(), FValues[i], i % BlockSize == 0);
-  }
+  std::vector<double> keys = std::move(FKeys), values = std::move(FValues);
+  Clear();
+  FKeys.reserve(keys.size());
+  FValues.reserve(values.size());
+  for (size_t i = 0; i < keys.size(); ++i) Add(keys[i], values[i]);
 }
 
 int TKvSeriesPoints::LowerBound(double key) const {
@@ -112,15 +116,18 @@ QVector<QCPGraphData> TKvSeriesPoints::Sampled(double from, double to, int colum
     TBlock b{0, 0, false};
     bool any = false;
     for (int j = i; j < stop;) {
-      if (j % BlockSize == 0 && j + BlockSize <= stop) {
-        const TBlock& whole = FBlocks[size_t(j / BlockSize)];
+      // The largest whole block that starts here and fits, else the point itself.
+      int level = Levels - 1, size = Fan * Fan * Fan;
+      while (level >= 0 && (j % size != 0 || j + size > stop)) --level, size /= Fan;
+      if (level >= 0) {
+        const TBlock& whole = FBlocks[level][size_t(j / size)];
         if (whole.Gap) b.Gap = true;
         if (!std::isnan(whole.Min)) {
           b.Min = any ? std::min(b.Min, whole.Min) : whole.Min;
           b.Max = any ? std::max(b.Max, whole.Max) : whole.Max;
           any = true;
         }
-        j += BlockSize;
+        j += size;
       } else {
         const double v = FValues[size_t(j)];
         if (std::isnan(v)) {

@@ -18,11 +18,12 @@ double KvChart_Key(double dateTime);
 double KvChart_DateTime(double key);
 
 // The points of a series in key order, with the minimum, maximum and gaps of every block of
-// BlockSize points kept as points arrive, so that what one screen column shows is found in
-// time proportional to the columns, not to the points.
+// 16, 256 and 4096 points kept as points arrive, so that what one screen column shows is
+// found in time proportional to the columns, not to the points.
 class TKvSeriesPoints {
  public:
-  static constexpr int BlockSize = 256;
+  static constexpr int Levels = 3;
+  static constexpr int Fan = 16;
   int Count() const { return int(FKeys.size()); }
   double Key(int i) const { return FKeys[size_t(i)]; }
   double Value(int i) const { return FValues[size_t(i)]; }
@@ -44,7 +45,7 @@ class TKvSeriesPoints {
   void Extend(TBlock& b, double value, bool first) const;
   void RebuildBlocks();
   std::vector<double> FKeys, FValues;
-  std::vector<TBlock> FBlocks;
+  std::vector<TBlock> FBlocks[Levels];  // level k: blocks of Fan^(k+1) points
 };
 
 class TKvLineSeries {
