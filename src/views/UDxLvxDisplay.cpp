@@ -379,7 +379,3 @@ void TFrmDxLvxDisplay::KvFormStorage1RestorePlacement() {
 void TFrmDxLvxDisplay::KvFormStorage1SavePlacement() {
   Log("In FormPlacement");
 }
-
-void KvDisplay_Register() {
-  KvViewMakers().Display = [] { return new TFrmDxLvxDisplay; };
-}

@@ -140,6 +140,3 @@ class TFrmDxLvxDisplay : public QWidget, public TKvDisplayView {
 
   TKvDisplayScale FScale{410, 315, 100};
 };
-
-// Lets the main window build the display in its placement restore.
-void KvDisplay_Register();

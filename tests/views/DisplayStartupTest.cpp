@@ -1,33 +1,42 @@
-// The display inside the program as it starts: the diagram editor module first, the display
-// registered, the main window docking it on its first showing, and the simulated instrument
-// driving it through the commander and the main window's 50 ms hand-over.
+// The display inside the program as shipped: started through the entry's own wiring (the
+// diagram editor module first, the display registered and docked on the first showing),
+// with no serial devices, the simulated instrument driving it through the commander and the
+// main window's 50 ms hand-over.
 #include <QAbstractScrollArea>
 #include <QComboBox>
-#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTest>
 
+#include "../frame/AppModuleFixture.h"
+#include "../instrument/SerialFixture.h"
 #include "DisplayTestSupport.h"
-#include "MainFormFixture.h"
+#include "LvxProgram.h"
 #include "UDmKvDiagramEditor.h"
 #include "UDxLvxDisplay.h"
 #include "UDxLvx_Connect.h"
+#include "UFrmLvx_Main.h"
 
-TEST_F(MainFormTest, SimulatedReadingsReachTheDisplayThroughTheProgramsWiring) {
-  TDmKvDiagramEditor editor;
-  KvDisplay_Register();
-  ShowMain();
+class DisplayStartupTest : public AppModuleTest {};
+
+TEST_F(DisplayStartupTest, SimulatedReadingsReachTheDisplay) {
+  WriteFile(SkinFile(), "[Brevik]\nQWidget {}\n");
+  TScriptedDevices devices;
+  TLvxProgram program(&devices);
+  program.Main().show();
   auto* display = dynamic_cast<TFrmDxLvxDisplay*>(FrmDxLvxDisplay);
   ASSERT_NE(display, nullptr);
-  EXPECT_EQ(display->parentWidget(), Main->cxGroupBoxDisplay);
-  EXPECT_EQ(Main->dxLayoutControl1GroupMain->currentWidget(), Main->cxGroupBoxDisplay);
+  ASSERT_NE(DmKvDiagramEditor, nullptr);
+  EXPECT_EQ(display->parentWidget(), program.Main().cxGroupBoxDisplay);
+  EXPECT_EQ(program.Main().dxLayoutControl1GroupMain->currentWidget(),
+            program.Main().cxGroupBoxDisplay);
 
   QComboBox* ports = FrmLvx_Connect->cxComboBoxCOM;
   ports->setCurrentIndex(ports->findText("Simulation"));
   QTest::mouseClick(FrmLvx_Connect->cxButtonConnect, Qt::LeftButton);
   Clock.Advance(3000 + 50);
 
-  const TKvUniqueData d = Main->DataCopy();
+  const TKvUniqueData d = program.Main().DataCopy();
   ASSERT_TRUE(d.bValid);
   EXPECT_EQ(display->cxLabelSoundVal->text(), d.strVal);
   EXPECT_EQ(display->cxLabelTimeVal->text(), d.strTime);
@@ -48,4 +57,8 @@ TEST_F(MainFormTest, SimulatedReadingsReachTheDisplayThroughTheProgramsWiring) {
   auto* diagram = qobject_cast<QAbstractScrollArea*>(display->findChild<QWidget*>("kvDiagram1"));
   ASSERT_NE(diagram, nullptr);
   EXPECT_EQ(KvTicksOnScreen(img, diagram->viewport()->mapTo(display, QPoint(0, 0))), KvTicks(lit));
+
+  program.Shutdown();
+  EXPECT_EQ(FrmDxLvxDisplay, nullptr);
+  EXPECT_EQ(DmKvDiagramEditor, nullptr);
 }

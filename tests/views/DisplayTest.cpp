@@ -178,14 +178,6 @@ TEST_F(DisplayTest, FirstStateLightsEveryLegendButRecordWithTheDesignFigures) {
   EXPECT_EQ(KvDgrBargraph().nameBase, "poly");
   EXPECT_EQ(KvDgrBargraph().iCount, 26);
 
-  // The LCD's settings.
-  TKvDiagram* d = Form->kvDiagram1;
-  EXPECT_EQ(ColorToQColor(d->Color), QColor(0x9F, 0xDF, 0xA3));
-  EXPECT_EQ(Form->Image32Display->Color, QColor(0x8F, 0xCF, 0x83));
-  EXPECT_TRUE(d->WheelZoom && d->CanMoveOutOfBounds);
-  EXPECT_FALSE(d->AutoScroll || d->AutoPage || d->AutomaticNodes || d->SnapGrid.Visible ||
-               d->LeftRuler.Visible || d->TopRuler.Visible);
-  EXPECT_EQ(d->Font.Height(), -11);
   EXPECT_EQ(Form->ActionEditorOpen->text(), "&Open Editor");
 }
 
