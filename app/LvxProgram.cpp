@@ -11,9 +11,11 @@
 #include "KvSys_Helper.h"
 #include "Serial.h"
 #include "UDmKvBasic.h"
+#include "UDmKvDiagramEditor.h"
 #include "UDmKvProjectInfo.h"
 #include "UDmKv_COM_Commander.h"
 #include "UDxChart.h"
+#include "UDxLvxDisplay.h"
 #include "UDxTable.h"
 #include "UFrmLvx_Main.h"
 
@@ -40,13 +42,15 @@ void LvxReader_RegisterViews() {
   TKvViewMakers& makers = KvViewMakers();
   makers.Table = [] { return new TFrmDxTable; };
   makers.Chart = [] { return new TFrmDxChart; };
+  makers.Display = [] { return new TFrmDxLvxDisplay; };
 }
 
 TLvxProgram::TLvxProgram(TKvPortDeviceSource* devices) {
   KvSysHelper();
   KvGlobal_Initialize();
   LvxReader_RegisterViews();
-  // The diagram editor and the printing module would come first; the program has neither.
+  // The printing module would follow the diagram editor; the program has none yet.
+  FDiagramEditor = std::make_unique<TDmKvDiagramEditor>();
   FPorts = std::make_unique<TKvPortEngine>(devices);
   FCommander = std::make_unique<TDmKv_COM_Commander>(FPorts->Serial(), FPorts->Ports());
   FPorts->Attach(*FCommander);
@@ -68,6 +72,7 @@ void TLvxProgram::Shutdown() {
   FMain.reset();
   FCommander.reset();
   FPorts.reset();
+  FDiagramEditor.reset();
   KvViewMakers() = TKvViewMakers();
   KvBase_CreateSplash(false);
   delete DmKvBasic;

@@ -6,6 +6,7 @@
 #include <memory>
 
 class QApplication;
+class TDmKvDiagramEditor;
 class TDmKv_COM_Commander;
 class TFrmKvMain;
 class TKvPortDeviceSource;
@@ -33,6 +34,7 @@ class TLvxProgram {
   void Shutdown();
 
  private:
+  std::unique_ptr<TDmKvDiagramEditor> FDiagramEditor;
   std::unique_ptr<TKvPortEngine> FPorts;
   std::unique_ptr<TDmKv_COM_Commander> FCommander;
   std::unique_ptr<TFrmKvMain> FMain;

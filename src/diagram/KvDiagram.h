@@ -389,6 +389,7 @@ class TKvDiagram : public QAbstractScrollArea {
   void PaintBody(QPainter& painter, const QRect& rect);
   void PaintControl(TDiagramControl* c, const TDiagramDrawInfo& info);
   void PaintHandlesOf(TDiagramControl* c, const TDiagramDrawInfo& info);
+  void PaintLinkPointsOf(TDiagramControl* c, const TDiagramDrawInfo& info);
   void DrawSnapGrid(QPainter& p, const QRect& rect);
   void DrawPageLines(QPainter& p, const QRect& rect);
   void DrawRulers(QPainter& p);

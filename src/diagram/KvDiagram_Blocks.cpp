@@ -304,14 +304,14 @@ void TCustomDiagramBlock::DrawBody(const TDiagramDrawInfo& info) {
     c.Brush().Transparency = FTransparency;
     DrawShape(info);
   }
-  if (FGradient.Visible && FShape != bsNoShape) {
-    auto path = CreateQtPath();
-    BuildOutlinePath(*path, *info.Drawer);
-    path->Rotate(FAngle, info.Drawer->FRect.Center());
-    c.SaveDrawingState();
-    c.SetClip(*path);
-    FGradient.DrawGradient(c, info.DgrDrawer, info.Drawer->FRect, FTransparency);
-    c.RestoreDrawingState();
+  // Whatever has an outline takes the gradient, polygons too, whose shape is bsNoShape.
+  if (FGradient.Visible) {
+    if (auto outline = RotatedOutline(*info.Drawer)) {
+      c.SaveDrawingState();
+      c.SetClip(*outline);
+      FGradient.DrawGradient(c, info.DgrDrawer, info.Drawer->FRect, FTransparency, FAngle);
+      c.RestoreDrawingState();
+    }
   }
   c.Brush().Assign(EffectiveBrush());
   c.Brush().Transparency = FTransparency;
@@ -322,6 +322,15 @@ void TCustomDiagramBlock::DrawBody(const TDiagramDrawInfo& info) {
   c.Brush().BrushMode = bmClear;
   DrawShape(info);
   c.RestoreDrawingState();
+}
+
+std::unique_ptr<TDgrGraphicsPath> TCustomDiagramBlock::RotatedOutline(
+    const TBlockDrawer& drawer) const {
+  auto path = CreateQtPath();
+  BuildOutlinePath(*path, drawer);
+  if (path->GetPointCount() == 0) return nullptr;
+  path->Rotate(FAngle, drawer.FRect.Center());
+  return path;
 }
 
 void TCustomDiagramBlock::DrawPictures(const TDiagramDrawInfo& info) {
@@ -336,12 +345,7 @@ void TCustomDiagramBlock::DrawPicture(const TDiagramDrawInfo& info, const QImage
   const TSquare r = info.Drawer->FRect;
   auto graphic = CreateQtGraphic(img);
   c.SaveDrawingState();
-  if (FShape != bsNoShape) {
-    auto path = CreateQtPath();
-    BuildOutlinePath(*path, *info.Drawer);
-    path->Rotate(FAngle, r.Center());
-    c.SetClip(*path);
-  }
+  if (auto outline = RotatedOutline(*info.Drawer)) c.SetClip(*outline);
   if (FAngle != 0) c.RotateTransform(FAngle, r.Center());
   TDot size = FDiagram->ClientToCanvas(TDot{double(img.width()), double(img.height())}) -
               FDiagram->ClientToCanvas(TDot{0, 0});

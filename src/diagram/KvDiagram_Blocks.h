@@ -112,6 +112,8 @@ class TCustomDiagramBlock : public TDiagramControl {
 
  protected:
   void DrawPictures(const TDiagramDrawInfo& info);
+  // The outline turned with the block, canvas units; null when the block has none.
+  std::unique_ptr<TDgrGraphicsPath> RotatedOutline(const TBlockDrawer& drawer) const;
   // The block's drawer mapped onto client coordinates.
   void DrawPicture(const TDiagramDrawInfo& info, const QImage& img, int mode);
   double FLeft = 0, FTop = 0, FWidth = 50, FHeight = 50;

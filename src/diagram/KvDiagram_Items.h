@@ -116,9 +116,10 @@ class TDiagramGradient : public TDiagramPersistent {
   TGradientDirection Direction = grTopBottom;
   TColor StartColor = clWhite;
   TColor EndColor = clBlack;
-  // Fills rect (canvas units) with the gradient, rotated as the back-end drawer says.
-  void DrawGradient(TDgrCanvas& canvas, TDgrBlockDrawer* dgr, const TSquare& rect,
-                    int transparency) const;
+  // Fills rect (canvas units) with the gradient, rotated as the back-end drawer says, or on
+  // the plain path (no drawer) by angle degrees about the rectangle's centre.
+  void DrawGradient(TDgrCanvas& canvas, TDgrBlockDrawer* dgr, const TSquare& rect, int transparency,
+                    double angle = 0) const;
 };
 
 // ---- Link points ----

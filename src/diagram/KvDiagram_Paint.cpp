@@ -152,7 +152,18 @@ void TKvDiagram::PaintControl(TDiagramControl* c, const TDiagramDrawInfo& base) 
   info.Drawer = &c->Drawer();
   info.DgrDrawer = c->GraphicLib() == dglGDI ? nullptr : c->DgrDrawer();
   c->Paint(info);
-  if (ShowLinkPoints && !c->IsGroup()) c->DrawLinkPoints(info);
+}
+
+void TKvDiagram::PaintLinkPointsOf(TDiagramControl* c, const TDiagramDrawInfo& base) {
+  if (!c->IsVisibleNow()) return;
+  if (auto* g = dynamic_cast<TBaseGroupBlock*>(c)) {
+    for (TDiagramControl* m : g->Members().FItems) PaintLinkPointsOf(m, base);
+    return;
+  }
+  TDiagramDrawInfo info = base;
+  info.Drawer = &c->Drawer();
+  info.DgrDrawer = c->GraphicLib() == dglGDI ? nullptr : c->DgrDrawer();
+  c->DrawLinkPoints(info);
 }
 
 void TKvDiagram::PaintHandlesOf(TDiagramControl* c, const TDiagramDrawInfo& info) {
@@ -211,6 +222,10 @@ void TKvDiagram::PaintBody(QPainter& painter, const QRect& rect) {
   for (TDiagramControl* c : cursors) c->EnterCursorState();
   for (TDiagramControl* c : cursors)
     if (!c->GroupBlock()) PaintControl(c, info);
+  // Marks go on top of every control, or a later control would cover those before it.
+  if (ShowLinkPoints)
+    for (TDiagramControl* c : FDControls)
+      if (!c->GroupBlock()) PaintLinkPointsOf(c, info);
   engine->EndDraw();
   if (FPaintStyle == psScreen) {
     for (TDiagramControl* c : FDControls)
@@ -248,7 +263,7 @@ void TKvDiagram::DrawBackground(TDgrCanvas& canvas, const QRect& rect) {
 }
 
 void TDiagramGradient::DrawGradient(TDgrCanvas& canvas, TDgrBlockDrawer* dgr, const TSquare& rect,
-                                    int transparency) const {
+                                    int transparency, double angle) const {
   canvas.SaveDrawingState();
   canvas.Pen().Transparency = 100;
   canvas.Brush().BrushMode = bmGradient;
@@ -258,7 +273,10 @@ void TDiagramGradient::DrawGradient(TDgrCanvas& canvas, TDgrBlockDrawer* dgr, co
   canvas.Brush().Transparency = transparency;
   auto path = dgr ? dgr->CreatePath() : CreateQtPath();
   path->AddRectangle(rect);
-  if (dgr) dgr->RotatePath(*path);
+  if (dgr)
+    dgr->RotatePath(*path);
+  else if (angle != 0)
+    path->Rotate(angle, rect.Center());
   canvas.Path(*path);
   canvas.RestoreDrawingState();
 }
