@@ -10,6 +10,9 @@ struct TLvxToolCommand {
   const char* Usage;
   // Arguments after the command name; returns the exit code.
   std::function<int(const QStringList& args, QTextStream& out, QTextStream& err)> Run;
+  // Commands that build widgets (the diagram engine) run under a GUI application, headless
+  // when there is no display.
+  bool NeedsGui = false;
 };
 
 struct TLvxToolRegistration {

@@ -1,7 +1,9 @@
 #include "LvxTool.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <algorithm>
 #include <cstdio>
+#include <memory>
 
 namespace {
 std::vector<TLvxToolCommand>& Registry() {
@@ -23,10 +25,24 @@ const std::vector<TLvxToolCommand>& LvxTool_Commands() {
   return Registry();
 }
 
+namespace {
+std::unique_ptr<QCoreApplication> MakeApplication(int& argc, char** argv) {
+  const bool gui =
+      argc > 1 && std::any_of(Registry().begin(), Registry().end(), [&](const TLvxToolCommand& c) {
+        return c.NeedsGui && qstrcmp(c.Name, argv[1]) == 0;
+      });
+  if (!gui) return std::make_unique<QCoreApplication>(argc, argv);
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
+      qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+  return std::make_unique<QApplication>(argc, argv);
+}
+}  // namespace
+
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
+  auto app = MakeApplication(argc, argv);
   QTextStream out(stdout), err(stderr);
-  QStringList args = app.arguments().mid(1);
+  QStringList args = app->arguments().mid(1);
   if (args.isEmpty()) {
     Usage(err);
     return 2;

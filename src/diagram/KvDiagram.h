@@ -5,6 +5,8 @@
 // text cells of a block are kept in the block's original coordinates (FOrRect), so they
 // keep their relative place when the block is resized.
 #include <QAbstractScrollArea>
+#include <QHash>
+#include <QIODevice>
 
 #include "KvClock.h"
 #include "KvDiagram_Blocks.h"
@@ -258,6 +260,31 @@ class TKvDiagram : public QAbstractScrollArea {
   TDgrGraphicLib GraphicLib() const { return FGraphicLib; }
   void SetGraphicLib(TDgrGraphicLib lib);
 
+  // ---- persistence ----
+  virtual QString ClassName() const { return QStringLiteral("TKvDiagram"); }
+  // The object stream of the diagram, binary or text; the diagram is always a nameless root.
+  virtual void SaveToStream(QIODevice& stream, bool textFormat);
+  virtual void LoadFromStream(QIODevice& stream, bool textFormat);
+  QByteArray SaveToBytes(bool textFormat);
+  void LoadFromBytes(const QByteArray& bytes, bool textFormat);
+  // Files hold the text form.
+  void SaveToFile(const QString& fileName);
+  void LoadFromFile(const QString& fileName);
+  // Adds a copy of another diagram's controls and takes its diagram-level properties.
+  void Assign(TKvDiagram* source);
+  void ClearUndoStack() { FUndoStack.Clear(); }
+  void CopyToClipboard();
+  void CutToClipboard();
+  void PasteFromClipboard();
+  bool CanCopy() const;
+  bool CanPaste() const;
+  // The clipboard format that marks a copied diagram.
+  static const char* const ClipboardFormat;
+  // Reads a binary stream into the diagram as it stands; answers the controls it made.
+  std::vector<TDiagramControl*> ReadStream(const QByteArray& binary);
+  // The binary stream of the diagram-level properties and the controls that pass.
+  QByteArray WriteStream(const std::function<bool(const TDiagramControl*)>& pass) const;
+
   // ---- subscribers ----
   void AddSubscriber(IDiagramSubscriber* s);
   void RemoveSubscriber(IDiagramSubscriber* s);
@@ -385,6 +412,12 @@ class TKvDiagram : public QAbstractScrollArea {
   void SelectionChanged(TDiagramControl* c, bool selected);
   void RecalcSelBlock();
   bool NameTaken(const QObject* component, const QString& name) const;
+  friend class TDiagramControl;
+  // The names of the controls, folded to lower case, with their counts.
+  void ControlRenamed(const QString& oldName, const QString& newName);
+  QHash<QString, int> FNameSet;
+  // The lowest number that may be free behind each base name of FindCompName.
+  mutable QHash<QString, int> FNameHint;
   // Paint body for a paint style; rect in device pixels.
   void PaintBody(QPainter& painter, const QRect& rect);
   void PaintControl(TDiagramControl* c, const TDiagramDrawInfo& info);
@@ -421,6 +454,7 @@ class TKvDiagram : public QAbstractScrollArea {
 class TStreamDiagram : public TKvDiagram {
  public:
   using TKvDiagram::TKvDiagram;
+  QString ClassName() const override { return QStringLiteral("TStreamDiagram"); }
 
  protected:
   void paintEvent(QPaintEvent*) override {}

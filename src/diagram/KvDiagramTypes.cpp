@@ -38,16 +38,23 @@ int RoundHalfEven(double v) {
 }
 
 int TKvFont::Height() const {
+  if (FHeight != 0 && std::lround(std::abs(FHeight) * 72.0 / 96.0) == Size) return FHeight;
   return -int(std::lround(Size * 96.0 / 72.0));
 }
 
 void TKvFont::SetHeight(int h) {
+  FHeight = h;
   Size = int(std::lround(std::abs(h) * 72.0 / 96.0));
+}
+
+void TKvFont::SetSize(int points) {
+  Size = points;
+  FHeight = 0;
 }
 
 QFont TKvFont::ToQFont(double zoom) const {
   QFont f(Name);
-  f.setPixelSize(std::max(1, int(std::lround(Size * 96.0 / 72.0 * zoom))));
+  f.setPixelSize(std::max(1, int(std::lround(std::abs(Height()) * zoom))));
   f.setBold(Bold);
   f.setItalic(Italic);
   f.setUnderline(Underline);

@@ -209,8 +209,9 @@ struct TKvBrush {
   bool operator==(const TKvBrush&) const = default;
 };
 
-// A font as the stored form describes it. Height < 0 is the character height in pixels at
-// 96 dots per inch; Size is in points.
+// A font as the stored form describes it. The stored Height (negative: the character height
+// in pixels at 96 dots per inch) is kept as read, since a point size cannot hold every pixel
+// height; Size (points) is the view of it for code that thinks in points.
 struct TKvFont {
   QString Name = QStringLiteral("Tahoma");
   int Size = 8;
@@ -219,9 +220,14 @@ struct TKvFont {
   bool Underline = false;
   bool StrikeOut = false;
   TColor Color = clBlack;
-  bool operator==(const TKvFont&) const = default;
-  int Height() const;  // negative pixel height at 96 dpi
+  int FHeight = 0;  // the kept height; 0 while the font is given by Size
+  bool operator==(const TKvFont& o) const {
+    return Name == o.Name && Height() == o.Height() && Bold == o.Bold && Italic == o.Italic &&
+           Underline == o.Underline && StrikeOut == o.StrikeOut && Color == o.Color;
+  }
+  int Height() const;
   void SetHeight(int h);
+  void SetSize(int points);
   // The Qt font at a given zoom, sized in pixels so that output does not depend on the
   // device's dots per inch.
   QFont ToQFont(double zoom = 1.0) const;

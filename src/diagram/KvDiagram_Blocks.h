@@ -111,6 +111,7 @@ class TCustomDiagramBlock : public TDiagramControl {
   TDot FCursorRotCenter, FSaveRotCenter;
 
  protected:
+  friend struct TKvControlFiler;
   void DrawPictures(const TDiagramDrawInfo& info);
   // The outline turned with the block, canvas units; null when the block has none.
   std::unique_ptr<TDgrGraphicsPath> RotatedOutline(const TBlockDrawer& drawer) const;

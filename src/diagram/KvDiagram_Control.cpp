@@ -7,7 +7,7 @@
 
 TDiagramControl::TDiagramControl(QObject* owner)
     : QObject(owner), FHandles(this), FLinkPoints(this), FTextCells(this) {
-  connect(this, &QObject::objectNameChanged, this, [this](const QString& n) { FName = n; });
+  connect(this, &QObject::objectNameChanged, this, [this](const QString& n) { NameChanged(n); });
   FHandlesAppearance.Reset(hsClassic, false);
 }
 
@@ -27,8 +27,14 @@ void TDiagramControl::Detach() {
 }
 
 void TDiagramControl::SetName(const QString& name) {
-  FName = name;
+  NameChanged(name);
   setObjectName(name);
+}
+
+void TDiagramControl::NameChanged(const QString& name) {
+  if (name == FName) return;
+  if (FDiagram) FDiagram->ControlRenamed(FName, name);
+  FName = name;
 }
 
 bool TDiagramControl::IsLoading() const {

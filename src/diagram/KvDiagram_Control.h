@@ -148,11 +148,14 @@ class TDiagramControl : public QObject {
 
  protected:
   friend class TKvDiagram;
+  friend struct TKvControlFiler;
   friend class TBaseGroupBlock;
   friend class TGroupBlock;
   friend class TLinkPoint;
   friend class TLinkPoints;
   void SetCollapsedFlag(bool v);
+  // Keeps the diagram's name set in step, whichever way the name was changed.
+  void NameChanged(const QString& name);
   // Leaves anchors, group and diagram; the first-level destructors call it, so handlers of
   // OnRemoveDControl still meet a block or a line.
   void Detach();

@@ -172,6 +172,7 @@ class TLinkPoint {
 
  private:
   friend class TLinkPoints;
+  friend struct TKvControlFiler;
   friend class TCustomDiagramLine;
   friend class TKvDiagram;
   void Unlink();
@@ -314,6 +315,7 @@ class TTextCell {
   void* FObj = nullptr;
 
  private:
+  friend struct TKvControlFiler;
   TTextCells* FCollection;
   double FAngle = 0;
   TKvFont FFont;

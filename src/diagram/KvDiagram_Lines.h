@@ -90,6 +90,7 @@ class TCustomDiagramLine : public TDiagramControl {
 
  protected:
   friend class TSideLineRouter;
+  friend struct TKvControlFiler;
   // Moves the handles between the ends so they keep their place relative to the chord.
   void FollowChord(TStretchHandles& handles, const TDot& oldA, const TDot& oldB, const TDot& newA,
                    const TDot& newB);

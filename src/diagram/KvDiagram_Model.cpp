@@ -39,7 +39,25 @@ TKvDiagram::~TKvDiagram() {
 
 // ---- lists ----
 
+void TKvDiagram::ControlRenamed(const QString& oldName, const QString& newName) {
+  if (!oldName.isEmpty()) {
+    const QString key = oldName.toLower();
+    auto it = FNameSet.find(key);
+    if (it != FNameSet.end() && --*it <= 0) FNameSet.erase(it);
+    // A numbered name that comes free lowers the search start of its base.
+    qsizetype digits = key.size();
+    while (digits > 0 && key[digits - 1].isDigit()) --digits;
+    if (digits < key.size() && key.size() - digits < 9) {
+      auto hint = FNameHint.find(key.left(digits));
+      const int n = key.mid(digits).toInt();
+      if (hint != FNameHint.end() && n < *hint) *hint = std::max(n, 1);
+    }
+  }
+  if (!newName.isEmpty()) ++FNameSet[newName.toLower()];
+}
+
 void TKvDiagram::AddDControl(TDiagramControl* c) {
+  ControlRenamed({}, c->Name());
   FDControls.push_back(c);
   if (auto* b = dynamic_cast<TCustomDiagramBlock*>(c)) FBlocks.push_back(b);
   if (auto* l = dynamic_cast<TCustomDiagramLine*>(c)) FLinks.push_back(l);
@@ -50,6 +68,7 @@ void TKvDiagram::AddDControl(TDiagramControl* c) {
 }
 
 void TKvDiagram::RemoveDControl(TDiagramControl* c) {
+  ControlRenamed(c->Name(), {});
   EraseFrom(FDControls, c);
   EraseFrom(FBlocks, c);
   EraseFrom(FLinks, c);
@@ -107,16 +126,23 @@ TCustomDiagramBlock* TKvDiagram::FindBlock(QStringView name) const {
 bool TKvDiagram::NameTaken(const QObject* component, const QString& name) const {
   auto childNamed = [&](const QObject* parent) {
     if (!parent) return false;
-    for (const QObject* o : parent->children())
-      if (o != component && o->objectName().compare(name, Qt::CaseInsensitive) == 0) return true;
+    for (const QObject* o : parent->children()) {
+      if (o == component) continue;
+      const QString n = o->objectName();
+      if (n.size() == name.size() && n.compare(name, Qt::CaseInsensitive) == 0) return true;
+    }
     return false;
   };
+  auto it = FNameSet.constFind(name.toLower());
+  if (it != FNameSet.constEnd()) {
+    auto* c = dynamic_cast<const TDiagramControl*>(component);
+    // The component's own name does not stand in its way.
+    if (!(c && c->Diagram() == this && *it == 1 &&
+          c->Name().compare(name, Qt::CaseInsensitive) == 0))
+      return true;
+  }
   const QObject* owner = component ? component->parent() : nullptr;
-  if (childNamed(owner ? owner->parent() : nullptr)) return true;
-  if (childNamed(FOwner) || childNamed(this)) return true;
-  for (TDiagramControl* c : FDControls)
-    if (c != component && c->Name().compare(name, Qt::CaseInsensitive) == 0) return true;
-  return false;
+  return childNamed(owner ? owner->parent() : nullptr) || childNamed(FOwner) || childNamed(this);
 }
 
 QString TKvDiagram::FindCompName(const QObject* component, QString baseName) const {
@@ -127,9 +153,15 @@ QString TKvDiagram::FindCompName(const QObject* component, QString baseName) con
       baseName = component->metaObject()->className();
     if (baseName.startsWith('T')) baseName.remove(0, 1);
   }
-  for (int i = 1;; ++i) {
+  // Numbers below the hint are known to be taken by controls of this diagram.
+  int& hint = FNameHint[baseName.toLower()];
+  if (hint < 1) hint = 1;
+  for (int i = hint;; ++i) {
     QString candidate = baseName + QString::number(i);
-    if (!NameTaken(component, candidate)) return candidate;
+    if (!NameTaken(component, candidate)) {
+      hint = i;
+      return candidate;
+    }
   }
 }
 
@@ -450,6 +482,13 @@ void TKvDiagram::Loaded() {
   }
   for (TDiagramControl* c : FDControls) {
     if (c->Name().isEmpty()) c->SetName(FindCompName(c));
+    // A layer name read before the layers were known, or kept while they were replaced.
+    if (!c->FLayerNameFix.isEmpty()) {
+      if (TDiagramLayer* l = FLayers.FindByName(c->FLayerNameFix)) {
+        c->FLayerObj = l;
+        c->FLayerNameFix.clear();
+      }
+    }
     c->Loaded();
   }
   RecalcScrollRanges();
