@@ -69,6 +69,16 @@ TLinkPoint* TCustomDiagramLine::LinkPointClass(TLinkPoints* c) {
 }
 
 void TCustomDiagramLine::Loaded() {
+  // The stored handles are the line's shape: kept while its ends still meet their anchors.
+  SyncEndsFromAnchors();
+  const TStretchHandle* first = FHandles[0];
+  const TStretchHandle* last = FHandles[FHandles.Count() - 1];
+  if (first->OrX == FLinkPoints[0]->FOrX && first->OrY == FLinkPoints[0]->FOrY &&
+      last->OrX == FLinkPoints[1]->FOrX && last->OrY == FLinkPoints[1]->FOrY) {
+    HandlesToPoints(FHandles);
+    RecalcTextCells();
+    return;
+  }
   ResetLine();
 }
 

@@ -279,24 +279,20 @@ const TKvEnumNames Orientations{"poPortrait", "poLandscape"};
 template <typename T>
 using Table = TKvPropTable<T>;
 
-const Table<TKvPen>& PenProps() {
-  static const Table<TKvPen> t = [] {
-    Table<TKvPen> t;
-    t.Color("Color", KvGet(&TKvPen::Color), KvSet(&TKvPen::Color), clBlack);
-    t.Enum("Style", KvNames_TPenStyle(), KvGet(&TKvPen::Style), KvSet(&TKvPen::Style), psSolid);
-    t.Int("Width", KvGet(&TKvPen::Width), KvSet(&TKvPen::Width), 1);
-    return t;
-  }();
+// Pens and brushes take the defaults of the part that owns them, so a value left out reads
+// back as the owner made it.
+Table<TKvPen> PenProps(const TKvPen& def) {
+  Table<TKvPen> t;
+  t.Color("Color", KvGet(&TKvPen::Color), KvSet(&TKvPen::Color), def.Color);
+  t.Enum("Style", KvNames_TPenStyle(), KvGet(&TKvPen::Style), KvSet(&TKvPen::Style), def.Style);
+  t.Int("Width", KvGet(&TKvPen::Width), KvSet(&TKvPen::Width), def.Width);
   return t;
 }
 
-const Table<TKvBrush>& BrushProps() {
-  static const Table<TKvBrush> t = [] {
-    Table<TKvBrush> t;
-    t.Color("Color", KvGet(&TKvBrush::Color), KvSet(&TKvBrush::Color), clWhite);
-    t.Enum("Style", BrushStyles, KvGet(&TKvBrush::Style), KvSet(&TKvBrush::Style), bsSolid);
-    return t;
-  }();
+Table<TKvBrush> BrushProps(const TKvBrush& def) {
+  Table<TKvBrush> t;
+  t.Color("Color", KvGet(&TKvBrush::Color), KvSet(&TKvBrush::Color), def.Color);
+  t.Enum("Style", BrushStyles, KvGet(&TKvBrush::Style), KvSet(&TKvBrush::Style), def.Style);
   return t;
 }
 
@@ -369,14 +365,16 @@ const Table<TTextCellFrame>& CellFrameProps() {
   static const Table<TTextCellFrame> t = [] {
     Table<TTextCellFrame> t;
     t.Color("Color", KvGet(&TTextCellFrame::Color), KvSet(&TTextCellFrame::Color), clWhite);
-    t.Nested("Brush", BrushProps(), [](TTextCellFrame& f) -> TKvBrush& { return f.Brush; });
-    t.Nested("Pen", PenProps(), [](TTextCellFrame& f) -> TKvPen& { return f.Pen; });
+    const TTextCellFrame fresh;
+    t.Nested("Brush", BrushProps(fresh.Brush),
+             [](TTextCellFrame& f) -> TKvBrush& { return f.Brush; });
+    t.Nested("Pen", PenProps(fresh.Pen), [](TTextCellFrame& f) -> TKvPen& { return f.Pen; });
     t.Bool("Transparent", KvGet(&TTextCellFrame::Transparent), KvSet(&TTextCellFrame::Transparent),
            true);
     t.Bool("AutoFrame", KvGet(&TTextCellFrame::AutoFrame), KvSet(&TTextCellFrame::AutoFrame),
            false);
     t.Real("AutoFrameMargin", KvGet(&TTextCellFrame::AutoFrameMargin),
-           KvSet(&TTextCellFrame::AutoFrameMargin));
+           KvSet(&TTextCellFrame::AutoFrameMargin), std::nullopt);
     t.Bool("Visible", KvGet(&TTextCellFrame::Visible), KvSet(&TTextCellFrame::Visible), false);
     return t;
   }();
@@ -387,10 +385,11 @@ const Table<TLineArrow>& ArrowProps() {
   static const Table<TLineArrow> t = [] {
     Table<TLineArrow> t;
     t.Enum("Shape", ArrowShapes, KvGet(&TLineArrow::Shape), KvSet(&TLineArrow::Shape), asNone);
-    t.Real("Width", KvGet(&TLineArrow::Width), KvSet(&TLineArrow::Width));
-    t.Real("Height", KvGet(&TLineArrow::Height), KvSet(&TLineArrow::Height));
-    t.Nested("Brush", BrushProps(), [](TLineArrow& a) -> TKvBrush& { return a.Brush; });
-    t.Nested("Pen", PenProps(), [](TLineArrow& a) -> TKvPen& { return a.Pen; });
+    t.Real("Width", KvGet(&TLineArrow::Width), KvSet(&TLineArrow::Width), std::nullopt);
+    t.Real("Height", KvGet(&TLineArrow::Height), KvSet(&TLineArrow::Height), std::nullopt);
+    const TLineArrow fresh(nullptr);
+    t.Nested("Brush", BrushProps(fresh.Brush), [](TLineArrow& a) -> TKvBrush& { return a.Brush; });
+    t.Nested("Pen", PenProps(fresh.Pen), [](TLineArrow& a) -> TKvPen& { return a.Pen; });
     return t;
   }();
   return t;
@@ -406,12 +405,12 @@ const Table<TTextCell>& TKvControlFiler::CellProps() {
     t.Bool("DControlAngle", KvGet(&TTextCell::DControlAngle), KvSet(&TTextCell::DControlAngle));
     t.Real(
         "Angle", [](const TTextCell& c) { return c.FAngle; },
-        [](TTextCell& c, double a) { c.FAngle = a; },
+        [](TTextCell& c, double a) { c.FAngle = a; }, 0.0,
         [](const TTextCell& c) { return !c.DControlAngle; });
     t.Real("Left", KvGet(&TTextCell::Left), KvSet(&TTextCell::Left));
     t.Real("Top", KvGet(&TTextCell::Top), KvSet(&TTextCell::Top));
-    t.Real("Width", KvGet(&TTextCell::Width), KvSet(&TTextCell::Width));
-    t.Real("Height", KvGet(&TTextCell::Height), KvSet(&TTextCell::Height));
+    t.Real("Width", KvGet(&TTextCell::Width), KvSet(&TTextCell::Width), std::nullopt);
+    t.Real("Height", KvGet(&TTextCell::Height), KvSet(&TTextCell::Height), std::nullopt);
     t.Enum("Alignment", Alignments, KvGet(&TTextCell::Alignment), KvSet(&TTextCell::Alignment));
     t.Enum("VertAlign", VertAligns, KvGet(&TTextCell::VertAlign), KvSet(&TTextCell::VertAlign));
     t.Bool("WordWrap", KvGet(&TTextCell::WordWrap), KvSet(&TTextCell::WordWrap));
@@ -478,13 +477,15 @@ const Table<TStretchHandle>& HandleProps() {
   return t;
 }
 
-const Table<TDot>& PointProps() {
-  static const Table<TDot> t = [] {
-    Table<TDot> t;
-    t.Real("X", KvGet(&TDot::X), KvSet(&TDot::X));
-    t.Real("Y", KvGet(&TDot::Y), KvSet(&TDot::Y));
-    return t;
-  }();
+Table<TDot> PointProps(double def) {
+  Table<TDot> t;
+  t.Real("X", KvGet(&TDot::X), KvSet(&TDot::X), def);
+  t.Real("Y", KvGet(&TDot::Y), KvSet(&TDot::Y), def);
+  return t;
+}
+
+const Table<TDot>& PolygonPointProps() {
+  static const Table<TDot> t = PointProps(0);
   return t;
 }
 
@@ -674,8 +675,10 @@ const Table<TCustomDiagramBlock>& TKvControlFiler::BlockProps(TBlockKind kind) {
     Table<B> t;
     t.Real("Left", KvGet(&B::FLeft), [](B& b, double v) { b.SetLeft(v); });
     t.Real("Top", KvGet(&B::FTop), [](B& b, double v) { b.SetTop(v); });
-    t.Real("Width", KvGet(&B::FWidth), [](B& b, double v) { b.SetWidth(v); });
-    t.Real("Height", KvGet(&B::FHeight), [](B& b, double v) { b.SetHeight(v); });
+    t.Real(
+        "Width", KvGet(&B::FWidth), [](B& b, double v) { b.SetWidth(v); }, std::nullopt);
+    t.Real(
+        "Height", KvGet(&B::FHeight), [](B& b, double v) { b.SetHeight(v); }, std::nullopt);
     t.Real("Angle", KvGet(&B::FAngle), [](B& b, double v) { b.SetAngle(v); });
     if (kind == bkGroup) {
       AddRestrictions(t);
@@ -708,11 +711,13 @@ const Table<TCustomDiagramBlock>& TKvControlFiler::BlockProps(TBlockKind kind) {
               }
           });
     } else {
-      t.Nested("Brush", BrushProps(), [](B& b) -> TKvBrush& { return b.FBrush; });
-      t.Nested("SelBrush", BrushProps(), [](B& b) -> TKvBrush& { return b.FSelBrush; });
+      const TDiagramBlock fresh(nullptr);
+      t.Nested("Brush", BrushProps(fresh.FBrush), [](B& b) -> TKvBrush& { return b.FBrush; });
+      t.Nested("SelBrush", BrushProps(fresh.FSelBrush),
+               [](B& b) -> TKvBrush& { return b.FSelBrush; });
       t.Color("Color", KvGet(&B::FColor), KvSet(&B::FColor), clWhite);
       t.Color("SelColor", KvGet(&B::FSelColor), KvSet(&B::FSelColor), clWhite);
-      t.Nested("Pen", PenProps(), [](B& b) -> TKvPen& { return b.FPen; });
+      t.Nested("Pen", PenProps(fresh.FPen), [](B& b) -> TKvPen& { return b.FPen; });
       if (kind != bkPolygon)
         t.Enum("Shape", BlockShapes, KvGet(&B::FShape), KvSet(&B::FShape), bsNoShape);
       AddLinkPoints(t, false);
@@ -754,7 +759,7 @@ const Table<TCustomDiagramBlock>& TKvControlFiler::BlockProps(TBlockKind kind) {
       AddLayerProps(t);
       // The rotation centre is kept only where it left the middle.
       t.Nested(
-          "RotationCenter", PointProps(), [](B& b) -> TDot& { return b.FRotCenter; },
+          "RotationCenter", PointProps(50), [](B& b) -> TDot& { return b.FRotCenter; },
           [](const B& b) {
             return !(b.FRotCenter == TDot{50, 50});
           });
@@ -766,12 +771,12 @@ const Table<TCustomDiagramBlock>& TKvControlFiler::BlockProps(TBlockKind kind) {
           [](const B& b, TKvBinaryWriter& w, const QByteArray& p) {
             const auto& poly = static_cast<const TCustomPolygonBlock&>(b).Polygon();
             w.WritePropName(p);
-            WriteItems<TDot>(PointProps(), w, poly.Count(),
+            WriteItems<TDot>(PolygonPointProps(), w, poly.Count(),
                              [&](int i) -> const TDot& { return poly[i].P; });
           },
           [](B& b, const TKvValue& v, TKvReadContext& ctx) {
             TDotArray pts;
-            ReadItems(PointProps(), v, ctx, [&]() -> TDot& { return pts.emplace_back(); });
+            ReadItems(PolygonPointProps(), v, ctx, [&]() -> TDot& { return pts.emplace_back(); });
             static_cast<TCustomPolygonBlock&>(b).SetPoints(pts);
           });
     }
@@ -787,8 +792,9 @@ const Table<TCustomDiagramLine>& TKvControlFiler::LineProps() {
   static const Table<TCustomDiagramLine> t = [] {
     using L = TCustomDiagramLine;
     Table<L> t;
-    t.Nested("Pen", PenProps(), [](L& l) -> TKvPen& { return l.FPen; });
-    t.Nested("SelPen", PenProps(), [](L& l) -> TKvPen& { return l.FSelPen; });
+    const TDiagramLine fresh(nullptr);
+    t.Nested("Pen", PenProps(fresh.FPen), [](L& l) -> TKvPen& { return l.FPen; });
+    t.Nested("SelPen", PenProps(fresh.FSelPen), [](L& l) -> TKvPen& { return l.FSelPen; });
     t.Nested("SourceArrow", ArrowProps(), [](L& l) -> TLineArrow& { return *l.FSourceArrow; });
     t.Nested("TargetArrow", ArrowProps(), [](L& l) -> TLineArrow& { return *l.FTargetArrow; });
     t.Enum("LineStyle", LineStyles, KvGet(&L::FLineStyle), KvSet(&L::FLineStyle), {},
@@ -920,10 +926,10 @@ const Table<TKvDiagram>& KvDiagramProps() {
       g.Bool("Active", KvGet(&TSnapGrid::Active), KvSet(&TSnapGrid::Active), false);
       g.Bool("Force", KvGet(&TSnapGrid::Force), KvSet(&TSnapGrid::Force), false);
       g.Bool("Visible", KvGet(&TSnapGrid::Visible), KvSet(&TSnapGrid::Visible), false);
-      g.Real("SizeX", KvGet(&TSnapGrid::SizeX), KvSet(&TSnapGrid::SizeX));
-      g.Real("SizeY", KvGet(&TSnapGrid::SizeY), KvSet(&TSnapGrid::SizeY));
+      g.Real("SizeX", KvGet(&TSnapGrid::SizeX), KvSet(&TSnapGrid::SizeX), std::nullopt);
+      g.Real("SizeY", KvGet(&TSnapGrid::SizeY), KvSet(&TSnapGrid::SizeY), std::nullopt);
       g.Enum("Style", GridStyles, KvGet(&TSnapGrid::Style), KvSet(&TSnapGrid::Style), gsDots);
-      g.Nested("Pen", PenProps(), [](TSnapGrid& s) -> TKvPen& { return s.Pen; });
+      g.Nested("Pen", PenProps(TSnapGrid().Pen), [](TSnapGrid& s) -> TKvPen& { return s.Pen; });
       g.Bool("SnapToRuler", KvGet(&TSnapGrid::SnapToRuler), KvSet(&TSnapGrid::SnapToRuler), false);
       t.Nested("SnapGrid", g, [](D& d) -> TSnapGrid& { return d.SnapGrid; });
     }
@@ -1001,7 +1007,7 @@ const Table<TKvDiagram>& KvDiagramProps() {
     {
       Table<TPageLines> pl;
       pl.Bool("Visible", KvGet(&TPageLines::Visible), KvSet(&TPageLines::Visible), false);
-      pl.Nested("Pen", PenProps(), [](TPageLines& l) -> TKvPen& { return l.Pen; });
+      pl.Nested("Pen", PenProps(TPageLines().Pen), [](TPageLines& l) -> TKvPen& { return l.Pen; });
       t.Nested("PageLines", pl, [](D& d) -> TPageLines& { return d.PageLines; });
     }
     t.Set(
@@ -1026,8 +1032,8 @@ const Table<TKvDiagram>& KvDiagramProps() {
       Table<P> ps;
       ps.Str("PaperName", KvGet(&P::PaperName), KvSet(&P::PaperName));
       ps.Int("PaperId", KvGet(&P::PaperId), KvSet(&P::PaperId));
-      ps.Real("PaperWidth", KvGet(&P::PaperWidth), KvSet(&P::PaperWidth));
-      ps.Real("PaperHeight", KvGet(&P::PaperHeight), KvSet(&P::PaperHeight));
+      ps.Real("PaperWidth", KvGet(&P::PaperWidth), KvSet(&P::PaperWidth), std::nullopt);
+      ps.Real("PaperHeight", KvGet(&P::PaperHeight), KvSet(&P::PaperHeight), std::nullopt);
       ps.Enum("Orientation", Orientations, KvGet(&P::Orientation), KvSet(&P::Orientation),
               poPortrait);
       ps.Str("LeftMarginStr", KvGet(&P::LeftMarginStr), KvSet(&P::LeftMarginStr));

@@ -145,6 +145,10 @@ std::vector<TDiagramControl*> TKvDiagram::ReadStream(const QByteArray& binary) {
     for (TDiagramControl* c : FDControls)
       if (!c->Name().isEmpty()) names.insert(c->Name().toLower(), c);
     for (auto& [ref, set] : ctx.Fixups) set(Resolve(ref, names, FOwner));
+    // An index whose control did not turn up points nowhere.
+    for (TDiagramControl* c : created)
+      for (int i = 0; i < c->LinkPoints().Count(); ++i)
+        if (!c->LinkPoints()[i]->Anchor()) c->LinkPoints()[i]->SetAnchorIndex(-1);
   } catch (...) {
     for (auto it = created.rbegin(); it != created.rend(); ++it) delete *it;
     SetLoading(false);

@@ -483,6 +483,10 @@ QByteArray KvRealToText(double v) {
   QByteArray exp = e < 0 ? QByteArray() : s.mid(e + 1);
   if (!mant.contains('.')) mant += ".0";
   if (exp.startsWith('+')) exp.remove(0, 1);
+  const bool negative = exp.startsWith('-');
+  if (negative) exp.remove(0, 1);
+  while (exp.size() > 1 && exp.startsWith('0')) exp.remove(0, 1);
+  if (negative) exp.prepend('-');
   return exp.isEmpty() ? mant : mant + 'E' + exp;
 }
 

@@ -81,14 +81,14 @@ class TKvPropTable {
         },
         [=](T& o, const TKvValue& v, TKvReadContext&) { set(o, v.AsInteger()); });
   }
-  // Reals have no declared default: stored unless 0.
+  // Reals are stored unless they equal def (0 unless said otherwise; none: always stored).
   template <typename G, typename S>
-  void Real(const QByteArray& path, G get, S set, Stored st = {}) {
+  void Real(const QByteArray& path, G get, S set, std::optional<double> def = 0.0, Stored st = {}) {
     Add(
         path,
         [=](const T& o, TKvBinaryWriter& w, const QByteArray& p) {
           const double v = get(o);
-          if ((st && !st(o)) || v == 0) return;
+          if ((st && !st(o)) || (def && v == *def)) return;
           w.WritePropName(p);
           w.WriteReal(v);
         },
