@@ -12,6 +12,7 @@ packages=(
   libudev-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   xvfb xauth
+  clang libclang-rt-14-dev
 )
 
 missing=()

@@ -26,4 +26,15 @@ run_sanitized() {
 }
 
 run_sanitized build-tsan thread test_ui test_instrument
-run_sanitized build-asan address,undefined test_documents
+run_sanitized build-asan address,undefined test_documents test_diagram_stream
+
+# A short libFuzzer run over the object stream readers, from the seeds in the tests.
+cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang \
+  -DCMAKE_CXX_COMPILER=clang++ -DLVX_FUZZ=ON -DLVX_SANITIZE=address,undefined \
+  -DLVX_BUILD_BENCHMARKS=OFF >/dev/null
+cmake --build build-fuzz -j "$jobs" --target fuzz_objectstream
+corpus=$(mktemp -d)
+cp tests/diagram/fuzz-seeds/* "$corpus"/
+build-fuzz/tests/diagram/fuzz_objectstream -max_total_time=60 -rss_limit_mb=1024 \
+  -max_len=65536 "$corpus"
+rm -rf "$corpus"

@@ -107,6 +107,56 @@ void BM_ReadingWithRepaint(benchmark::State& state) {
 }
 BENCHMARK(BM_ReadingWithRepaint)->Arg(100)->Arg(157)->Unit(benchmark::kMicrosecond);
 
+// ---- persistence ----
+
+void BM_UndoSnapshotOfDisplay(benchmark::State& state) {
+  DisplayScene scene;
+  size_t bytes = 0;
+  for (auto _ : state) bytes = scene.diagram->SaveToBytes(false).size();
+  state.counters["bytes"] = double(bytes);
+}
+BENCHMARK(BM_UndoSnapshotOfDisplay)->Unit(benchmark::kMicrosecond);
+
+// A diagram of n named text blocks in rows.
+struct BigScene {
+  QWidget owner;
+  TKvDiagram* diagram = new TKvDiagram(&owner);
+  explicit BigScene(int n) {
+    for (int i = 0; i < n; ++i) {
+      auto* b = new TTextBlock(&owner);
+      b->SetName(QString("Block%1").arg(i));
+      b->SetBounds((i % 100) * 60.0, (i / 100) * 30.0, 50, 20);
+      b->SetStrings(QString::number(i));
+      b->SetDiagram(diagram);
+    }
+  }
+};
+
+void BM_Save10000Blocks(benchmark::State& state) {
+  BigScene scene(10000);
+  for (auto _ : state) benchmark::DoNotOptimize(scene.diagram->SaveToBytes(state.range(0)));
+  state.SetLabel(state.range(0) ? "text" : "binary");
+}
+BENCHMARK(BM_Save10000Blocks)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+void BM_Load10000Blocks(benchmark::State& state) {
+  QByteArray bytes = BigScene(10000).diagram->SaveToBytes(state.range(0));
+  QWidget owner;
+  auto* target = new TKvDiagram(&owner);
+  for (auto _ : state) target->LoadFromBytes(bytes, state.range(0));
+  state.SetLabel(state.range(0) ? "text" : "binary");
+}
+BENCHMARK(BM_Load10000Blocks)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+void BM_Add10000UnnamedControls(benchmark::State& state) {
+  for (auto _ : state) {
+    QWidget owner;
+    auto* d = new TKvDiagram(&owner);
+    for (int i = 0; i < 10000; ++i) (new TDiagramBlock(&owner))->SetDiagram(d);
+  }
+}
+BENCHMARK(BM_Add10000UnnamedControls)->Iterations(1)->Unit(benchmark::kMillisecond);
+
 }  // namespace
 
 int main(int argc, char** argv) {

@@ -492,6 +492,16 @@ QByteArray KvRealToText(double v) {
 
 namespace {
 
+// Names in the text form must scan back as the same single token.
+const QByteArray& CheckedIdent(const QByteArray& s) {
+  bool ok = !s.isEmpty() && !(s[0] >= '0' && s[0] <= '9') && s[0] != '.';
+  for (char c : s)
+    ok = ok && ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+                c == '_' || c == '.');
+  if (!ok) throw EKvFilerError("Invalid identifier in the stream: " + s.left(64).toStdString());
+  return s;
+}
+
 class TKvTextWriter {
  public:
   QByteArray Out;
@@ -499,8 +509,8 @@ class TKvTextWriter {
   void Object(const TKvStreamObject& o, int level) {
     Indent(level);
     Out += (o.Flags & ffInherited) ? "inherited " : (o.Flags & ffInline) ? "inline " : "object ";
-    if (!o.Name.isEmpty()) Out += o.Name + ": ";
-    Out += o.ClassName;
+    if (!o.Name.isEmpty()) Out += CheckedIdent(o.Name) + ": ";
+    Out += CheckedIdent(o.ClassName);
     if (o.Flags & ffChildPos) Out += " [" + QByteArray::number(o.ChildPos) + "]";
     Out += "\n";
     Props(o.Props, level + 1);
@@ -516,7 +526,7 @@ class TKvTextWriter {
   void Props(const std::vector<TKvProperty>& props, int level) {
     for (const TKvProperty& p : props) {
       Indent(level);
-      Out += p.Name + " = ";
+      Out += CheckedIdent(p.Name) + " = ";
       Value(p.V(), level);
       Out += "\n";
     }
@@ -550,7 +560,7 @@ class TKvTextWriter {
         Out += KvRealToText(v.AsReal());
         break;
       case vaIdent:
-        Out += v.Str.toUtf8();
+        Out += CheckedIdent(v.Str.toUtf8());
         break;
       case vaString:
       case vaLString:
@@ -560,7 +570,7 @@ class TKvTextWriter {
         break;
       case vaSet: {
         Out += "[";
-        for (size_t i = 0; i < v.Set.size(); ++i) Out += (i ? "," : "") + v.Set[i];
+        for (size_t i = 0; i < v.Set.size(); ++i) Out += (i ? "," : "") + CheckedIdent(v.Set[i]);
         Out += "]";
         break;
       }

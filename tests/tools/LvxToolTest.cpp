@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -84,4 +85,89 @@ TEST_F(LvxToolTest, BadInputEndsWithExitCodeTwoAndOneLine) {
     EXPECT_FALSE(r.Err.isEmpty());
     EXPECT_TRUE(r.Out.isEmpty());
   }
+}
+
+// ---- diagram ----
+
+namespace {
+const char* const SceneText =
+    "object TKvDiagram\n"
+    "  NettoExportOffset = 3\n"
+    "  AutomaticNodes = False\n"
+    "  object Frame1: TDiagramBlock\n"
+    "    Left = 10.0\n"
+    "    Top = 10.0\n"
+    "    Width = 200.0\n"
+    "    Height = 80.0\n"
+    "    Brush.Color = clNavy\n"
+    "    Brush.Style = bsSolid\n"
+    "    Shape = bsRectangle\n"
+    "    LinkPoints = <\n"
+    "      item\n"
+    "        OrX = 100.0\n"
+    "        OrY = 50.0\n"
+    "      end>\n"
+    "  end\n"
+    "  object Line1: TDiagramLine\n"
+    "    LinkPoints = <\n"
+    "      item\n"
+    "        Anchor = __DSOwner___.Frame1\n"
+    "        AnchorIndex = 0\n"
+    "      end\n"
+    "      item\n"
+    "        OrX = 300.0\n"
+    "        OrY = 150.0\n"
+    "      end>\n"
+    "  end\n"
+    "end\n";
+}  // namespace
+
+TEST_F(LvxToolTest, DiagramConvertGoesToBinaryAndBackWithoutChange) {
+  const QString in = Write("scene.txt", SceneText);
+  const QString bin = Dir.filePath("scene.bin"), text = Dir.filePath("scene.dgr"),
+                again = Dir.filePath("again.dgr");
+  ASSERT_EQ(RunTool({"diagram", "convert", in, bin}).Code, 0);
+  ASSERT_EQ(RunTool({"diagram", "convert", bin, text}).Code, 0);
+  ASSERT_EQ(RunTool({"diagram", "convert", text, again}).Code, 0);
+  QFile b(bin), t(text), a(again);
+  ASSERT_TRUE(b.open(QIODevice::ReadOnly) && t.open(QIODevice::ReadOnly) &&
+              a.open(QIODevice::ReadOnly));
+  const QByteArray binary = b.readAll(), first = t.readAll();
+  EXPECT_TRUE(binary.startsWith(QByteArray("TPF0\x0aTKvDiagram\x00\x11NettoExportOffset\x02\x03", 35)));
+  EXPECT_TRUE(first.contains("        Anchor = __DSOwner___.Frame1\n"));
+  EXPECT_TRUE(first.contains("    Brush.Color = clNavy\n"));
+  EXPECT_EQ(a.readAll(), first);
+}
+
+TEST_F(LvxToolTest, DiagramRenderDrawsTheScene) {
+  const QString in = Write("scene.dgr", SceneText);
+  const QString png = Dir.filePath("scene.png");
+  const TRun r = RunTool({"diagram", "render", "--zoom", "200", in, png});
+  ASSERT_EQ(r.Code, 0) << r.Err.toStdString();
+  QImage img(png);
+  ASSERT_FALSE(img.isNull());
+  EXPECT_GE(img.width(), 500);
+  // The navy block fills its middle.
+  const QColor mid = img.pixelColor(img.width() / 5, img.height() / 5);
+  EXPECT_GT(mid.blue(), 100);
+  EXPECT_LT(mid.red(), 40);
+}
+
+TEST_F(LvxToolTest, DiagramBadInputFailsWithTheReadersError) {
+  struct Row {
+    QByteArray Bytes;
+    const char* Error;
+  } rows[] = {
+      {"object TKvDiagram\n  object X: TNoSuch\n  end\nend\n", "Class TNoSuch not found\n"},
+      {"object TKvDiagram\n  Zoom 5\nend\n", "'=' expected on line 2\n"},
+      {QByteArray("TPF0\x0aTKvDiagram\x00\x04Zoom\x0a\xff\xff\xff\x7f", 25), "Stream read error\n"},
+  };
+  for (const Row& row : rows) {
+    const QString in = Write("bad.dgr", row.Bytes);
+    const TRun r = RunTool({"diagram", "convert", in, Dir.filePath("out.dgr")});
+    EXPECT_EQ(r.Code, 1);
+    EXPECT_EQ(r.Err, row.Error);
+  }
+  EXPECT_EQ(RunTool({"diagram", "convert", Dir.filePath("missing.dgr"), Dir.filePath("o.dgr")}).Code, 1);
+  EXPECT_EQ(RunTool({"diagram", "render", "--zoom", "x", "a", "b"}).Code, 2);
 }
