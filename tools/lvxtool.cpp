@@ -35,6 +35,10 @@ std::unique_ptr<QCoreApplication> MakeApplication(int& argc, char** argv) {
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
       qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
     qputenv("QT_QPA_PLATFORM", "offscreen");
+  // The toolkit's own chatter about the session would mix with the command's error texts.
+  qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& msg) {
+    if (type >= QtCriticalMsg) fprintf(stderr, "%s\n", qPrintable(msg));
+  });
   return std::make_unique<QApplication>(argc, argv);
 }
 }  // namespace

@@ -282,6 +282,9 @@ class TKvDiagram : public QAbstractScrollArea {
   static const char* const ClipboardFormat;
   // Reads a binary stream into the diagram as it stands; answers the controls it made.
   std::vector<TDiagramControl*> ReadStream(const QByteArray& binary);
+  // The text stream of the diagram with only these controls (groups with their members),
+  // as the clipboard and library items hold it.
+  QByteArray ControlsToText(const std::vector<TDiagramControl*>& controls);
   // The binary stream of the diagram-level properties and the controls that pass.
   QByteArray WriteStream(const std::function<bool(const TDiagramControl*)>& pass) const;
 

@@ -485,6 +485,10 @@ void TDiagramLineJoin::LinkedAnchorChanged(TLinkPoint*, TAnchorChange change) {
 
 // ---- Polygons ----
 
+TCustomPolygonBlock* TPolygonPoint::DControl() const {
+  return FCollection ? FCollection->DControl() : nullptr;
+}
+
 TDotArray TPolygonPoints::Dots() const {
   TDotArray out;
   out.reserve(FItems.size());
@@ -502,10 +506,7 @@ TCustomPolygonBlock::TCustomPolygonBlock(QObject* owner) : TCustomDiagramBlock(o
 }
 
 void TCustomPolygonBlock::AddPoint(double x, double y) {
-  TPolygonPoint p;
-  p.P = {x, y};
-  p.FHandle = FHandles.Add(0, 0, Qt::SizeAllCursor, -1, hsCustom);
-  FPolygon.FItems.push_back(p);
+  FPolygon.Add({x, y}, FHandles.Add(0, 0, Qt::SizeAllCursor, -1, hsCustom));
   PolygonChanged();
 }
 
@@ -518,10 +519,7 @@ void TCustomPolygonBlock::ClearPoints() {
 void TCustomPolygonBlock::SetPoints(const TDotArray& pts) {
   ClearPoints();
   for (const TDot& d : pts) {
-    TPolygonPoint p;
-    p.P = d;
-    p.FHandle = FHandles.Add(0, 0, Qt::SizeAllCursor, -1, hsCustom);
-    FPolygon.FItems.push_back(p);
+    FPolygon.Add(d, FHandles.Add(0, 0, Qt::SizeAllCursor, -1, hsCustom));
   }
   PolygonChanged();
 }

@@ -156,20 +156,42 @@ class TDiagramLineJoin : public TCustomDiagramBlock {
 };
 
 class TPolygonPoints;
+class TCustomPolygonBlock;
 
+// A point of a polygon (client coordinates) with its own handle; it reaches its block
+// through the collection.
 class TPolygonPoint {
  public:
+  explicit TPolygonPoint(TPolygonPoints* c = nullptr) : FCollection(c) {}
+  TPolygonPoints* Collection() const { return FCollection; }
+  TCustomPolygonBlock* DControl() const;
   TDot P;
   TStretchHandle* FHandle = nullptr;
+
+ private:
+  TPolygonPoints* FCollection;
 };
 
 class TPolygonPoints {
  public:
+  explicit TPolygonPoints(TCustomPolygonBlock* c = nullptr) : FDControl(c) {}
+  TPolygonPoints(const TPolygonPoints&) = delete;
+  TPolygonPoints& operator=(const TPolygonPoints&) = delete;
+  TCustomPolygonBlock* DControl() const { return FDControl; }
   int Count() const { return int(FItems.size()); }
   TPolygonPoint& operator[](int i) { return FItems[i]; }
   const TPolygonPoint& operator[](int i) const { return FItems[i]; }
+  TPolygonPoint& Add(const TDot& p, TStretchHandle* handle) {
+    FItems.emplace_back(this);
+    FItems.back().P = p;
+    FItems.back().FHandle = handle;
+    return FItems.back();
+  }
   TDotArray Dots() const;
   std::vector<TPolygonPoint> FItems;
+
+ private:
+  TCustomPolygonBlock* FDControl;
 };
 
 class TCustomPolygonBlock : public TCustomDiagramBlock {
@@ -198,7 +220,7 @@ class TCustomPolygonBlock : public TCustomDiagramBlock {
   TDot TempPolygonPoint;
 
  protected:
-  TPolygonPoints FPolygon;
+  TPolygonPoints FPolygon{this};
   bool FInPolygonChange = false;
 };
 
@@ -208,8 +230,11 @@ class TPolygonBlock : public TCustomPolygonBlock {
   QString ClassName() const override { return QStringLiteral("TPolygonBlock"); }
 };
 
+// The members of a group; the list reaches its group, each member its group block.
 class TGroupMemberList {
  public:
+  explicit TGroupMemberList(TBaseGroupBlock* c) : FDControl(c) {}
+  TBaseGroupBlock* DControl() const { return FDControl; }
   int Count() const { return int(FItems.size()); }
   TDiagramControl* operator[](int i) const { return FItems[i]; }
   void Add(TDiagramControl* c) { FItems.push_back(c); }
@@ -217,6 +242,9 @@ class TGroupMemberList {
   int IndexOf(const TDiagramControl* c) const;
   void Clear() { FItems.clear(); }
   std::vector<TDiagramControl*> FItems;
+
+ private:
+  TBaseGroupBlock* FDControl;
 };
 
 class TBaseGroupBlock : public TCustomDiagramBlock {
@@ -234,7 +262,7 @@ class TBaseGroupBlock : public TCustomDiagramBlock {
   bool HasBody() const override { return false; }
 
  protected:
-  TGroupMemberList FMembers;
+  TGroupMemberList FMembers{this};
   int FUpdatingMembers = 0;
 };
 

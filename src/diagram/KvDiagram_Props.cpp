@@ -721,7 +721,26 @@ const Table<TCustomDiagramBlock>& TKvControlFiler::BlockProps(TBlockKind kind) {
       if (kind != bkPolygon)
         t.Enum("Shape", BlockShapes, KvGet(&B::FShape), KvSet(&B::FShape), bsNoShape);
       AddLinkPoints(t, false);
+      // Views on the first text cell: published, so a stream may set them, but never stored.
+      const auto never = [](const B&) { return false; };
+      t.Add(
+          "Strings.Strings", [](const B&, TKvBinaryWriter&, const QByteArray&) {},
+          [](B& b, const TKvValue& v, TKvReadContext&) {
+            if (v.Type != vaList) throw EKvReadError(SInvalidPropertyValue);
+            QStringList lines;
+            for (const TKvValue& line : v.List) lines << line.AsString();
+            b.SetStrings(lines.join(QStringLiteral("\r\n")));
+          });
+      t.Enum(
+          "Alignment", Alignments, [](const B& b) { return b.Alignment(); },
+          [](B& b, int a) { b.SetAlignment(TAlignment(a)); }, {}, never);
+      t.Enum(
+          "VertAlign", VertAligns, [](const B& b) { return b.VertAlign(); },
+          [](B& b, int a) { b.SetVertAlign(TVertAlign(a)); }, {}, never);
       t.Bool("ClipText", KvGet(&B::FClipText), KvSet(&B::FClipText), false);
+      t.Bool(
+          "WordWrap", [](const B& b) { return b.WordWrap(); },
+          [](B& b, bool w) { b.SetWordWrap(w); }, {}, never);
       AddCollections(t, "TextCells");
       AddControlProps(t);
       t.Nested("Shadow", ShadowProps(), [](B& b) -> TBlockShadow& { return b.FShadow; });

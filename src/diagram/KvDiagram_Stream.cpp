@@ -246,25 +246,32 @@ bool TKvDiagram::CanPaste() const {
   return data->hasFormat(QLatin1String(ClipboardFormat)) && !InDrag(FMouseState);
 }
 
+QByteArray TKvDiagram::ControlsToText(const std::vector<TDiagramControl*>& controls) {
+  for (TDiagramControl* c : controls) RenameForClipboard(c, FClipPrefix);
+  auto strip = [this] {
+    for (TDiagramControl* c : FDControls)
+      if (c->Name().startsWith(FClipPrefix)) c->SetName(c->Name().mid(FClipPrefix.size()));
+  };
+  QByteArray text;
+  TKvScopedValue<bool> clip(FClipboardStreaming, true);
+  try {
+    text = SaveToBytes(true);
+  } catch (...) {
+    strip();
+    throw;
+  }
+  strip();
+  return text;
+}
+
 void TKvDiagram::CopyToClipboard() {
-  for (TDiagramControl* c : std::vector<TDiagramControl*>(FSelecteds)) {
+  std::vector<TDiagramControl*> copied;
+  for (TDiagramControl* c : FSelecteds) {
     if (!c->CanClipboard()) continue;
     if (c->GroupBlock() && c->GroupBlock()->Selected()) continue;
-    RenameForClipboard(c, FClipPrefix);
+    copied.push_back(c);
   }
-  QByteArray text;
-  {
-    TKvScopedValue<bool> clip(FClipboardStreaming, true);
-    try {
-      text = SaveToBytes(true);
-    } catch (...) {
-      for (TDiagramControl* c : FDControls)
-        if (c->Name().startsWith(FClipPrefix)) c->SetName(c->Name().mid(FClipPrefix.size()));
-      throw;
-    }
-  }
-  for (TDiagramControl* c : FDControls)
-    if (c->Name().startsWith(FClipPrefix)) c->SetName(c->Name().mid(FClipPrefix.size()));
+  const QByteArray text = ControlsToText(copied);
   auto* data = new QMimeData;
   data->setData(QLatin1String(ClipboardFormat), QByteArray());
   data->setText(QString::fromLatin1(text));

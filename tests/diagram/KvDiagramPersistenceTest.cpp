@@ -151,6 +151,7 @@ TEST_F(PersistenceTest, EveryControlSurvivesBothForms) {
     ASSERT_EQ(group->Members().Count(), 2);
     EXPECT_EQ(group->Members()[1]->Name(), "B");
     EXPECT_EQ(group->Members()[1]->GroupBlock(), group);
+    EXPECT_EQ(group->Members().DControl(), group);
     auto* line = dynamic_cast<TCustomDiagramLine*>(other.Diagram->FindDControl(u"Line1"));
     ASSERT_TRUE(line);
     EXPECT_EQ(line->SourceLinkPoint()->AnchorLink(), text1->LinkPoints()[0]);
@@ -247,6 +248,24 @@ TEST_F(PersistenceTest, AFailedReadLeavesTheDiagramClearedAndNameless) {
   EXPECT_FALSE(Diagram->IsLoading());
 }
 
+TEST_F(PersistenceTest, ViewsOnTheFirstCellAreReadButNeverWritten) {
+  Diagram->LoadFromBytes(
+      "object TKvDiagram\n  object B1: TTextBlock\n    Strings.Strings = (\n"
+      "      'one'\n      'two')\n    Alignment = taLeftJustify\n"
+      "    WordWrap = False\n  end\nend\n",
+      true);
+  auto* b = Diagram->FindBlock(u"B1");
+  ASSERT_TRUE(b);
+  EXPECT_EQ(b->Strings(), "one\r\ntwo");
+  EXPECT_EQ(b->Alignment(), taLeftJustify);
+  EXPECT_FALSE(b->WordWrap());
+  const QByteArray text = Diagram->SaveToBytes(true);
+  EXPECT_FALSE(text.contains("Strings"));
+  EXPECT_TRUE(text.contains(
+      "        Alignment = taLeftJustify\n        VertAlign = vaTop\n        WordWrap = False\n"));
+  EXPECT_TRUE(text.contains("        Text = 'one'#13#10'two'\n"));
+}
+
 TEST_F(PersistenceTest, ReferencesToMissingControlsLeaveTheEndsFree) {
   Diagram->LoadFromBytes(
       "object TKvDiagram\n  object L1: TDiagramLine\n    LinkPoints = <\n      item\n"
@@ -328,6 +347,9 @@ TEST_F(PersistenceTest, PolygonFrameIsTheBoundingBoxOfItsPoints) {
   ASSERT_TRUE(q);
   EXPECT_EQ(q->Drawer().FOrRect, (TSquare{0, 0, 120, 120}));
   EXPECT_EQ(q->Polygon().Count(), 3);
+  // Points reach their block through the collection.
+  EXPECT_EQ(q->Polygon()[1].DControl(), q);
+  EXPECT_EQ(q->Polygon()[1].Collection(), &q->Polygon());
 }
 
 TEST_F(PersistenceTest, UnnamedControlsTakeTheFirstFreeNumber) {

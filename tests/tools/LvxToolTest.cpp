@@ -133,7 +133,8 @@ TEST_F(LvxToolTest, DiagramConvertGoesToBinaryAndBackWithoutChange) {
   ASSERT_TRUE(b.open(QIODevice::ReadOnly) && t.open(QIODevice::ReadOnly) &&
               a.open(QIODevice::ReadOnly));
   const QByteArray binary = b.readAll(), first = t.readAll();
-  EXPECT_TRUE(binary.startsWith(QByteArray("TPF0\x0aTKvDiagram\x00\x11NettoExportOffset\x02\x03", 35)));
+  EXPECT_TRUE(
+      binary.startsWith(QByteArray("TPF0\x0aTKvDiagram\x00\x11NettoExportOffset\x02\x03", 35)));
   EXPECT_TRUE(first.contains("        Anchor = __DSOwner___.Frame1\n"));
   EXPECT_TRUE(first.contains("    Brush.Color = clNavy\n"));
   EXPECT_EQ(a.readAll(), first);
@@ -166,8 +167,9 @@ TEST_F(LvxToolTest, DiagramBadInputFailsWithTheReadersError) {
     const QString in = Write("bad.dgr", row.Bytes);
     const TRun r = RunTool({"diagram", "convert", in, Dir.filePath("out.dgr")});
     EXPECT_EQ(r.Code, 1);
-    EXPECT_EQ(r.Err, row.Error);
+    EXPECT_EQ(r.Err.toStdString(), row.Error);
   }
-  EXPECT_EQ(RunTool({"diagram", "convert", Dir.filePath("missing.dgr"), Dir.filePath("o.dgr")}).Code, 1);
+  EXPECT_EQ(
+      RunTool({"diagram", "convert", Dir.filePath("missing.dgr"), Dir.filePath("o.dgr")}).Code, 1);
   EXPECT_EQ(RunTool({"diagram", "render", "--zoom", "x", "a", "b"}).Code, 2);
 }
