@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QIODevice>
 
+#include "KvChildNames.h"
 #include "KvClock.h"
 #include "KvDiagram_Blocks.h"
 #include "KvDiagram_Lines.h"
@@ -421,6 +422,7 @@ class TKvDiagram : public QAbstractScrollArea {
   QHash<QString, int> FNameSet;
   // The lowest number that may be free behind each base name of FindCompName.
   mutable QHash<QString, int> FNameHint;
+  mutable std::vector<std::unique_ptr<TKvChildNames>> FChildNames;
   // Paint body for a paint style; rect in device pixels.
   void PaintBody(QPainter& painter, const QRect& rect);
   void PaintControl(TDiagramControl* c, const TDiagramDrawInfo& info);

@@ -124,15 +124,6 @@ TCustomDiagramBlock* TKvDiagram::FindBlock(QStringView name) const {
 }
 
 bool TKvDiagram::NameTaken(const QObject* component, const QString& name) const {
-  auto childNamed = [&](const QObject* parent) {
-    if (!parent) return false;
-    for (const QObject* o : parent->children()) {
-      if (o == component) continue;
-      const QString n = o->objectName();
-      if (n.size() == name.size() && n.compare(name, Qt::CaseInsensitive) == 0) return true;
-    }
-    return false;
-  };
   auto it = FNameSet.constFind(name.toLower());
   if (it != FNameSet.constEnd()) {
     auto* c = dynamic_cast<const TDiagramControl*>(component);
@@ -141,8 +132,19 @@ bool TKvDiagram::NameTaken(const QObject* component, const QString& name) const 
           c->Name().compare(name, Qt::CaseInsensitive) == 0))
       return true;
   }
+  // The form and the form's owner are watched, not walked: they hold every control.
+  auto namedOn = [&](const QObject* parent) {
+    if (!parent) return false;
+    for (const auto& watch : FChildNames)
+      if (watch->Watched() == parent) return watch->Contains(name, component);
+    FChildNames.push_back(std::make_unique<TKvChildNames>(const_cast<QObject*>(parent)));
+    return FChildNames.back()->Contains(name, component);
+  };
   const QObject* owner = component ? component->parent() : nullptr;
-  return childNamed(owner ? owner->parent() : nullptr) || childNamed(FOwner) || childNamed(this);
+  if (namedOn(owner ? owner->parent() : nullptr) || namedOn(FOwner)) return true;
+  for (const QObject* o : children())
+    if (o != component && o->objectName().compare(name, Qt::CaseInsensitive) == 0) return true;
+  return false;
 }
 
 QString TKvDiagram::FindCompName(const QObject* component, QString baseName) const {

@@ -520,13 +520,14 @@ class TKvTextWriter {
   }
 
  private:
-  void Indent(int level) { Out += QByteArray(2 * level, ' '); }
+  void Indent(int level) { Out.append(2 * level, ' '); }
   qsizetype Column() const { return Out.size() - (Out.lastIndexOf('\n') + 1); }
 
   void Props(const std::vector<TKvProperty>& props, int level) {
     for (const TKvProperty& p : props) {
       Indent(level);
-      Out += CheckedIdent(p.Name) + " = ";
+      Out += CheckedIdent(p.Name);
+      Out += " = ";
       Value(p.V(), level);
       Out += "\n";
     }
@@ -649,6 +650,7 @@ class TKvTextWriter {
 
 QByteArray KvWriteObjectText(const TKvStreamObject& o) {
   TKvTextWriter w;
+  w.Out.reserve(1 << 16);
   w.Object(o, 0);
   return w.Out;
 }
