@@ -1,6 +1,7 @@
 // The published properties of the diagram and its controls, in stored order, with their
 // declared defaults and stored tests, and the defined properties that follow them.
 #include <QBuffer>
+#include <algorithm>
 
 #include "KvDiagram.h"
 #include "KvDiagram_Filer.h"
@@ -225,7 +226,8 @@ QImage KvPictureFromData(const QByteArray& data) {
   const QByteArray cls = data.mid(1, n);
   const QByteArray rest = data.mid(1 + n);
   if (cls == "TMetafile") return KvMetafileFromData(rest);
-  return KvBitmapFromData(rest);
+  if (cls == "TBitmap") return KvBitmapFromData(rest);
+  return DecodeImage(rest);  // other graphics keep their own file as their data
 }
 
 // ---- tables of the parts ----
@@ -1078,6 +1080,80 @@ const Table<TKvDiagram>& KvDiagramProps() {
         "ParentFont", [](const D&) { return false; }, [](D&, bool) {});
     t.Ignored("BevelInner");
     t.Ignored("BevelOuter");
+    // Written only while a form is designed: read, since the class has them, but the
+    // window's place belongs to the program that shows it. The size is taken.
+    t.Int(
+        "Width", [](const D& d) { return d.width(); },
+        [](D& d, int64_t w) { d.resize(int(std::clamp<int64_t>(w, 0, 1 << 16)), d.height()); },
+        std::nullopt, [](const D&) { return false; });
+    t.Int(
+        "Height", [](const D& d) { return d.height(); },
+        [](D& d, int64_t h) { d.resize(d.width(), int(std::clamp<int64_t>(h, 0, 1 << 16))); },
+        std::nullopt, [](const D&) { return false; });
+    for (const char* name : {"Align",
+                             "Left",
+                             "Top",
+                             "Anchors",
+                             "BevelEdges",
+                             "BevelKind",
+                             "BevelWidth",
+                             "BiDiMode",
+                             "Constraints.MaxHeight",
+                             "Constraints.MaxWidth",
+                             "Constraints.MinHeight",
+                             "Constraints.MinWidth",
+                             "DockSite",
+                             "DragCursor",
+                             "DragKind",
+                             "DragMode",
+                             "Enabled",
+                             "Ctl3D",
+                             "ParentBiDiMode",
+                             "ParentBackground",
+                             "ParentShowHint",
+                             "PopupMenu",
+                             "ShowHint",
+                             "TabOrder",
+                             "TabStop",
+                             "Visible"})
+      t.Ignored(name);
+    // Event properties name methods of a form this program does not have.
+    for (const char* name : {"OnInsertBlock",
+                             "OnInsertDControl",
+                             "OnRemoveDControl",
+                             "OnSelectDControl",
+                             "OnUnselectDControl",
+                             "OnInsertLink",
+                             "OnSelectionChanging",
+                             "OnSelectionChanged",
+                             "OnModified",
+                             "OnDrawBlock",
+                             "OnDrawShape",
+                             "OnGetSurroundPts",
+                             "OnDControlMouseDown",
+                             "OnDControlMouseUp",
+                             "OnDControlMouseMove",
+                             "OnBlockMouseEnter",
+                             "OnBlockMouseLeave",
+                             "OnDControlClick",
+                             "OnDControlDblClick",
+                             "OnLinkAdded",
+                             "OnLinkRemoved",
+                             "OnAcceptAnchor",
+                             "OnAcceptLink",
+                             "OnBeforeMove",
+                             "OnMoving",
+                             "OnAfterMove",
+                             "OnBeforeResize",
+                             "OnDControlResizing",
+                             "OnAfterResize",
+                             "OnBeforePaint",
+                             "OnAfterPaint",
+                             "OnDrawLinkPoint",
+                             "OnCloseEditor",
+                             "OnAfterDrawBlock",
+                             "OnBeforeCreateControl"})
+      t.Ignored(name);
     return t;
   }();
   return t;
