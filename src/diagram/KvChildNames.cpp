@@ -45,9 +45,11 @@ void TKvChildNames::Forget(QObject* child) const {
   FPending.remove(child);
   auto it = FNames.find(child);
   if (it == FNames.end()) return;
-  auto count = FCounts.find(*it);
+  const QString name = *it;
+  auto count = FCounts.find(name);
   if (count != FCounts.end() && --*count <= 0) FCounts.erase(count);
   FNames.erase(it);
+  if (OnNameFreed && !name.isEmpty()) OnNameFreed(name);
 }
 
 bool TKvChildNames::Contains(const QString& name, const QObject* except) const {

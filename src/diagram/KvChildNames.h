@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QSet>
+#include <functional>
 
 class TKvChildNames : public QObject {
  public:
@@ -14,6 +15,8 @@ class TKvChildNames : public QObject {
   QObject* Watched() const { return FWatched; }
   // True when a child other than except bears the name (case-insensitive).
   bool Contains(const QString& name, const QObject* except) const;
+  // Told each name (lower case) that a child gives up.
+  std::function<void(const QString&)> OnNameFreed;
 
  protected:
   bool eventFilter(QObject* o, QEvent* e) override;

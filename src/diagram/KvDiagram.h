@@ -419,6 +419,7 @@ class TKvDiagram : public QAbstractScrollArea {
   friend class TDiagramControl;
   // The names of the controls, folded to lower case, with their counts.
   void ControlRenamed(const QString& oldName, const QString& newName);
+  void NameFreed(const QString& key) const;
   QHash<QString, int> FNameSet;
   // The lowest number that may be free behind each base name of FindCompName.
   mutable QHash<QString, int> FNameHint;

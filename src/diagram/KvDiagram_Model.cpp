@@ -44,16 +44,19 @@ void TKvDiagram::ControlRenamed(const QString& oldName, const QString& newName) 
     const QString key = oldName.toLower();
     auto it = FNameSet.find(key);
     if (it != FNameSet.end() && --*it <= 0) FNameSet.erase(it);
-    // A numbered name that comes free lowers the search start of its base.
-    qsizetype digits = key.size();
-    while (digits > 0 && key[digits - 1].isDigit()) --digits;
-    if (digits < key.size() && key.size() - digits < 9) {
-      auto hint = FNameHint.find(key.left(digits));
-      const int n = key.mid(digits).toInt();
-      if (hint != FNameHint.end() && n < *hint) *hint = std::max(n, 1);
-    }
+    NameFreed(key);
   }
   if (!newName.isEmpty()) ++FNameSet[newName.toLower()];
+}
+
+void TKvDiagram::NameFreed(const QString& key) const {
+  // A numbered name that comes free lowers the search start of its base.
+  qsizetype digits = key.size();
+  while (digits > 0 && key[digits - 1].isDigit()) --digits;
+  if (digits == key.size() || key.size() - digits >= 9) return;
+  auto hint = FNameHint.find(key.left(digits));
+  const int n = key.mid(digits).toInt();
+  if (hint != FNameHint.end() && n < *hint) *hint = std::max(n, 1);
 }
 
 void TKvDiagram::AddDControl(TDiagramControl* c) {
@@ -138,6 +141,7 @@ bool TKvDiagram::NameTaken(const QObject* component, const QString& name) const 
     for (const auto& watch : FChildNames)
       if (watch->Watched() == parent) return watch->Contains(name, component);
     FChildNames.push_back(std::make_unique<TKvChildNames>(const_cast<QObject*>(parent)));
+    FChildNames.back()->OnNameFreed = [this](const QString& key) { NameFreed(key); };
     return FChildNames.back()->Contains(name, component);
   };
   const QObject* owner = component ? component->parent() : nullptr;

@@ -398,6 +398,8 @@ TEST_F(PersistenceTest, UnnamedControlsTakeTheFirstFreeNumber) {
   QObject taken(Owner.get());
   taken.setObjectName("TextBlock1");
   EXPECT_EQ(AddBlock<TTextBlock>(0, 0, 10, 10)->Name(), "TextBlock2");
+  taken.setObjectName("Other");  // the form's component gives the name up again
+  EXPECT_EQ(AddBlock<TTextBlock>(0, 0, 10, 10)->Name(), "TextBlock1");
   // Many unnamed controls stay unique.
   for (int i = 0; i < 2000; ++i) AddBlock(0, 0, 10, 10);
   QSet<QString> names;
