@@ -5,11 +5,18 @@
 #include <cmath>
 #include <cstring>
 
+#include "KvMemErrors.h"
+
 // ---- record pool ------------------------------------------------------------------------
 
 void TKvDatSRecordPool::SetRecordSize(int size) {
+  constexpr int MaxChunkBits = 14;
+  constexpr size_t MaxChunkBytes = size_t(256) << 10;
   Clear();
   FSize = size;
+  FChunkBits = MaxChunkBits;
+  while (FChunkBits > 0 && (size_t(std::max(size, 1)) << FChunkBits) > MaxChunkBytes) --FChunkBits;
+  FChunkMask = (1u << FChunkBits) - 1;
 }
 
 uint32_t TKvDatSRecordPool::Alloc() {
@@ -18,9 +25,9 @@ uint32_t TKvDatSRecordPool::Alloc() {
     index = FFree.back();
     FFree.pop_back();
   } else {
+    if (FNext == KvNoBuffer) throw EKvMemError(QStringLiteral("Out of memory"));
     index = FNext++;
-    if ((index >> ChunkBits) >= FChunks.size())
-      FChunks.emplace_back(new uint8_t[size_t(FSize) << ChunkBits]);
+    if ((index >> FChunkBits) >= FChunks.size()) FChunks.emplace_back(new uint8_t[ChunkBytes()]);
   }
   std::memset(At(index), 0, FSize);
   return index;
@@ -38,7 +45,7 @@ void TKvDatSRecordPool::Clear() {
 }
 
 size_t TKvDatSRecordPool::MemoryBytes() const {
-  return FChunks.size() * (size_t(FSize) << ChunkBits) + FFree.capacity() * sizeof(uint32_t);
+  return FChunks.size() * ChunkBytes() + FFree.capacity() * sizeof(uint32_t);
 }
 
 // ---- columns ----------------------------------------------------------------------------
@@ -249,8 +256,9 @@ void TKvDatSView::QuickSort(int lo, int hi) {
     const uint32_t pivot = a[mid];
     int i = lo, j = hi;
     do {
-      while (Compare(a[i], pivot) < 0) ++i;
-      while (Compare(a[j], pivot) > 0) --j;
+      // Bounded: a document's values need not compare consistently (NaN, near-equal doubles).
+      while (i < hi && Compare(a[i], pivot) < 0) ++i;
+      while (j > lo && Compare(a[j], pivot) > 0) --j;
       if (i <= j) std::swap(a[i++], a[j--]);
     } while (i <= j);
     if (j - lo < hi - i) {
@@ -399,9 +407,25 @@ void TKvDatSUpdatesJournal::UnregisterRow(TKvDatSTable& table, uint32_t row) {
 }
 
 void TKvDatSUpdatesJournal::AcceptChanges(TKvDatSTable* table) {
-  const std::vector<TChange> changes = FChanges;
-  for (const TChange& c : changes)
-    if (!table || c.Table == table) c.Table->AcceptRow(c.Row);
+  // Taken out of the journal first and per table at once: a document's journal may name
+  // thousands of rows, and once each would cost a search of the journal and of the table.
+  std::vector<std::pair<TKvDatSTable*, uint32_t>> taken;
+  std::erase_if(FChanges, [&](const TChange& c) {
+    if (table && c.Table != table) return false;
+    taken.emplace_back(c.Table, c.Row);
+    return true;
+  });
+  std::stable_sort(taken.begin(), taken.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (size_t i = 0; i < taken.size();) {
+    TKvDatSTable* t = taken[i].first;
+    std::vector<uint32_t> rows;
+    for (; i < taken.size() && taken[i].first == t; ++i) {
+      t->Row(taken[i].second).ChangeNumber = KvNoRowID;
+      rows.push_back(taken[i].second);
+    }
+    t->AcceptRows(std::move(rows));
+  }
 }
 
 int TKvDatSUpdatesJournal::ChangeCount(const TKvDatSTable* table) const {
@@ -526,7 +550,9 @@ void TKvDatSTable::AttachRow(uint32_t row) {
     assert(FRowIDCounter != KvNoRowID);
     r.RowID = FRowIDCounter++;
   }
-  if (FRows.Count() == 0) FRows.SetMinimumCapacity(std::max(MinimumCapacity, 1));
+  // The capacity is a hint that a document may state freely; the list grows by itself.
+  constexpr int MaxReservedRows = 1 << 16;
+  if (FRows.Count() == 0) FRows.SetMinimumCapacity(std::clamp(MinimumCapacity, 1, MaxReservedRows));
   FRows.Add(row);
   if (FState == tsLoadingFromStorage) return;  // the loader sets versions, views follow
   if (FState == tsLoadUnchanged3 || FState == tsLoadUnchanged4 || FState == tsLoadUnchanged6) {
@@ -564,6 +590,28 @@ void TKvDatSTable::AcceptRow(uint32_t row) {
     default:
       break;
   }
+}
+
+void TKvDatSTable::AcceptRows(std::vector<uint32_t> rows) {
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  std::vector<uint32_t> deleted;
+  for (uint32_t row : rows) {
+    if (Row(row).RowState == rsDeleted)
+      deleted.push_back(row);
+    else
+      AcceptRow(row);
+  }
+  if (deleted.size() <= 1) {
+    for (uint32_t row : deleted) AcceptRow(row);
+    return;
+  }
+  auto isDeleted = [&deleted](uint32_t h) {
+    return std::binary_search(deleted.begin(), deleted.end(), h);
+  };
+  FRows.RemoveIf(isDeleted);
+  for (auto& v : FViews) v->RemoveIf(isDeleted);
+  for (uint32_t row : deleted) FreeRow(row);
 }
 
 void TKvDatSTable::DeleteRow(uint32_t row) {

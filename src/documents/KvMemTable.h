@@ -65,6 +65,7 @@ class TKvField {
   friend class TKvMemTable;
   // The stored value as a number: day number for dates, milliseconds for times.
   double Native() const;
+  bool InRange(double value) const;
   void SetNative(double value);
   TKvMemTable* FDataSet = nullptr;
   int FIndex = 0;

@@ -221,6 +221,14 @@ bool TKvBinStorage::ReadValue(const QString& name, int index, TKvDataType type, 
   return true;
 }
 
+bool TKvBinStorage::PeekValueIndex(int& index) {
+  if (FPos + 2 > FData.size()) return false;
+  uint16_t stored;
+  std::memcpy(&stored, FData.constData() + FPos, 2);
+  index = stored;
+  return true;
+}
+
 int TKvBinStorage::ReadEnum(const QString& name, const QStringList& values, int def) {
   if (FVersion < 5) {
     const int value = ReadInteger(name, def);

@@ -74,6 +74,17 @@ class TKvStorage {
   virtual int64_t GetBookmark() = 0;
   virtual void SetBookmark(int64_t bookmark) = 0;
 
+  // Bytes of the data being read, 0 when unknown: what a document may make the engine
+  // allocate is bounded by it.
+  virtual int64_t DataSize() const { return 0; }
+  // Whether a row version's values are stored under their column index, and the index of the
+  // next one (the position stays); false at the version's end or when values go by name.
+  virtual bool ValuesByIndex() const { return false; }
+  virtual bool PeekValueIndex(int& index) {
+    index = -1;
+    return false;
+  }
+
   QString ReadString(const QString& name, const QString& def) { return ReadWideString(name, def); }
   void WriteString(const QString& name, const QString& value, const QString& def) {
     WriteWideString(name, value, def);
@@ -131,6 +142,9 @@ class TKvBinStorage : public TKvStorage {
 
   int64_t GetBookmark() override { return FPos; }
   void SetBookmark(int64_t bookmark) override { FPos = bookmark; }
+  int64_t DataSize() const override { return FData.size(); }
+  bool ValuesByIndex() const override { return FVersion >= 4; }
+  bool PeekValueIndex(int& index) override;
 
  private:
   // Reading
