@@ -5,7 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <QBuffer>
-#include <QElapsedTimer>
+#include <QDir>
+#include <QFile>
 
 #include "DocumentsTestUtil.h"
 #include "KvStorage.h"
@@ -239,4 +240,29 @@ TEST(KvHostileDocument, AJournalOfManyDeletedRowsMergesInOnePass) {
   EXPECT_EQ(table.ChangeCount(), 0);
   EXPECT_EQ(table.RecordCount(), 10000);
   EXPECT_EQ(table.Table()->RowCount(), 10000);
+}
+
+// The fuzzer's seed documents (as the program writes them, of every stored version) load and
+// save to the same bytes; inputs it once choked on stay here as regressions and must load or
+// fail with the engine's text.
+TEST(KvHostileDocument, SeedDocumentsRoundTripAndFindingsStayHarmless) {
+  const QDir corpus(LVX_FUZZ_DIR "/corpus");
+  const QStringList seeds = corpus.entryList(QDir::Files);
+  ASSERT_GE(seeds.size(), 5);
+  for (const QString& name : seeds) {
+    QFile f(corpus.filePath(name));
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    const QByteArray bytes = f.readAll();
+    TKvMeasurementTable table;
+    ASSERT_EQ(LoadError(table, bytes), "") << name.toStdString();
+    table.StoreVersion = int(uint8_t(bytes[4]));
+    EXPECT_EQ(SaveToBytes(table), bytes) << name.toStdString();
+  }
+  const QDir findings(LVX_FUZZ_DIR "/regressions");
+  for (const QString& name : findings.entryList(QDir::Files)) {
+    QFile f(findings.filePath(name));
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    TKvMeasurementTable table;
+    LoadError(table, f.readAll());
+  }
 }
