@@ -1,5 +1,7 @@
 #include "KvDatS.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <cassert>
 #include <cmath>
@@ -20,17 +22,26 @@ void TKvDatSRecordPool::SetRecordSize(int size) {
 }
 
 uint32_t TKvDatSRecordPool::Alloc() {
-  uint32_t index;
   if (!FFree.empty()) {
-    index = FFree.back();
+    const uint32_t index = FFree.back();
     FFree.pop_back();
-  } else {
-    if (FNext == KvNoBuffer) throw EKvMemError(QStringLiteral("Out of memory"));
-    index = FNext++;
-    if ((index >> FChunkBits) >= FChunks.size()) FChunks.emplace_back(new uint8_t[ChunkBytes()]);
+    std::memset(At(index), 0, FSize);
+    return index;
   }
-  std::memset(At(index), 0, FSize);
+  if (FNext == KvNoBuffer) throw EKvMemError(QStringLiteral("Out of memory"));
+  const uint32_t index = FNext++;
+  if ((index >> FChunkBits) >= FChunks.size()) {
+    const size_t bytes = ChunkBytes();
+    void* chunk = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    if (chunk == MAP_FAILED) throw std::bad_alloc();
+    FChunks.emplace_back(static_cast<uint8_t*>(chunk), TFreeChunk{bytes});
+  }
   return index;
+}
+
+void TKvDatSRecordPool::TFreeChunk::operator()(uint8_t* p) const {
+  munmap(p, Bytes);
 }
 
 void TKvDatSRecordPool::Free(uint32_t index) {
@@ -337,16 +348,12 @@ bool TKvDatSView::RebuildByKeys() {
     uint32_t RowID, Pos;
   };
   const bool byRowID = !(SortOptions & (KvBit(soUnique) | KvBit(soPrimary)));
-  std::vector<TKey> keys(FTable.RowCount());
-  for (int i = 0; i < FTable.RowCount(); ++i) {
+  const int count = FTable.RowCount();
+  auto keyOf = [&](int i) {
     const uint32_t h = FTable.Rows()[i];
     const uint8_t* buf = FTable.RowData(h);
-    TKey& key = keys[i];
-    for (size_t c = 0; c < MaxKeys; ++c) {
-      if (c >= SortColumns.size()) {
-        key.K[c] = 0;
-        continue;
-      }
+    TKey key{};
+    for (size_t c = 0; c < SortColumns.size(); ++c) {
       const TSortColumn& sc = SortColumns[c];
       const uint64_t k =
           FTable.IsNull(buf, sc.Column)
@@ -357,12 +364,45 @@ bool TKvDatSView::RebuildByKeys() {
     }
     key.RowID = byRowID ? FTable.Row(h).RowID : 0;
     key.Pos = uint32_t(i);
-  }
-  std::sort(keys.begin(), keys.end(), [](const TKey& a, const TKey& b) {
+    return key;
+  };
+  auto before = [](const TKey& a, const TKey& b) {
     for (size_t c = 0; c < MaxKeys; ++c)
       if (a.K[c] != b.K[c]) return a.K[c] < b.K[c];
     return a.RowID != b.RowID ? a.RowID < b.RowID : a.Pos < b.Pos;
-  });
+  };
+  auto sameKeys = [](const TKey& a, const TKey& b) {
+    return std::equal(std::begin(a.K), std::end(a.K), std::begin(b.K));
+  };
+  // A recording is stored in the order it was taken: the ascending view is the table order,
+  // and the descending one the same runs of equal keys from the last to the first. Both are
+  // recognised in one pass without a key array.
+  bool ascending = true, runsReversed = true;
+  TKey previous = count > 0 ? keyOf(0) : TKey{};
+  for (int i = 1; i < count && (ascending || runsReversed); ++i) {
+    const TKey key = keyOf(i);
+    ascending = ascending && before(previous, key);
+    runsReversed =
+        runsReversed && (sameKeys(previous, key) ? before(previous, key) : before(key, previous));
+    previous = key;
+  }
+  if (ascending) {
+    for (uint32_t h : FTable.Rows()) FRows.Add(h);
+    return true;
+  }
+  if (runsReversed) {
+    for (int end = count; end > 0;) {
+      int start = end - 1;
+      const TKey last = keyOf(end - 1);
+      while (start > 0 && sameKeys(keyOf(start - 1), last)) --start;
+      for (int i = start; i < end; ++i) FRows.Add(FTable.Rows()[i]);
+      end = start;
+    }
+    return true;
+  }
+  std::vector<TKey> keys(count);
+  for (int i = 0; i < count; ++i) keys[i] = keyOf(i);
+  std::sort(keys.begin(), keys.end(), before);
   for (const TKey& key : keys) FRows.Add(FTable.Rows()[key.Pos]);
   return true;
 }

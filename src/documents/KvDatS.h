@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QString>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -47,7 +48,13 @@ class TKvDatSRecordPool {
   int FChunkBits = 14;
   uint32_t FChunkMask = (1u << 14) - 1;
   uint32_t FNext = 0;
-  std::vector<std::unique_ptr<uint8_t[]>> FChunks;
+  // Chunks are fresh pages from the system, zeroed and mapped in one go, so that neither a
+  // clearing pass nor a fault per page is paid while a large document loads.
+  struct TFreeChunk {
+    size_t Bytes = 0;
+    void operator()(uint8_t* p) const;
+  };
+  std::vector<std::unique_ptr<uint8_t, TFreeChunk>> FChunks;
   std::vector<uint32_t> FFree;
 };
 

@@ -59,6 +59,8 @@ void ReadEmptyList(TKvStorage& s, const QString& name) {
 }  // namespace
 
 QString KvDatS_ReadObjectBegin(TKvStorage& s, const QString& expected) {
+  // The expected object is a registered one; only something else needs its name looked at.
+  if (!expected.isEmpty() && s.TestObject(expected)) return s.ReadObjectBegin(expected);
   const QString found = s.PeekObjectName();
   if (!found.isEmpty() && !IsRegisteredObject(found))
     throw EKvStorageError(ekvClassNotRegistered, found);
@@ -282,6 +284,9 @@ void TKvDatSTable::LoadRows(TKvStorage& s) {
   constexpr size_t BaseBudget = size_t(256) << 20;
   FLoadBudget = BaseBudget + size_t(std::max<int64_t>(s.DataSize(), 0)) * 64;
   const size_t rowCost = sizeof(TKvDatSRow) + sizeof(uint32_t) * (1 + FViews.size());
+  // Room for the rows a recording of this size holds, so that the list seldom grows while
+  // loading; a row of readings takes some sixty bytes in the file.
+  FRows.SetMinimumCapacity(int(std::min<int64_t>(s.DataSize() / 64, 1 << 24)));
   BeginLoadData(tsLoadingFromStorage);
   try {
     while (!s.IsObjectEnd()) {

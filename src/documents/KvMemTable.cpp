@@ -678,12 +678,18 @@ void TKvMemTable::LoadFromStorage(const QString& fileName, QIODevice& device, in
   FSavePoint = FManager.Updates().ChangeNumber();
 }
 
-void TKvMemTable::SaveToStorage(const QString& fileName, QIODevice& device, int format) {
+void TKvMemTable::SaveToStorage(const QString& fileName, QIODevice& device, int format,
+                                const std::function<void()>& beforeWriting) {
   CheckBrowseMode();
   std::unique_ptr<TKvStorage> storage = TKvStorageManager::Instance().GetStorage(fileName, format);
+  // The binary storage keeps the whole document until it closes; other storages may write as
+  // they go, so their device must be ready first.
+  const bool atClose = dynamic_cast<TKvBinStorage*>(storage.get()) != nullptr;
+  if (!atClose && beforeWriting) beforeWriting();
   storage->SetStoreVersion(StoreVersion);
   storage->Open(TKvStorageMode::smWrite, &device);
   FManager.Save(*storage);
+  if (atClose && beforeWriting) beforeWriting();
   storage->Close();
   FSavePoint = FManager.Updates().ChangeNumber();
 }
@@ -700,16 +706,13 @@ void TKvMemTable::LoadFromFile(const QString& fileName, int format) {
 
 void TKvMemTable::SaveToFile(const QString& fileName, int format) {
   const QString name = fileName.isEmpty() ? ResourceOptions.PersistentFileName : fileName;
-  // The whole document is built in memory first, so a failing walk leaves the file alone.
-  QBuffer buffer;
-  buffer.open(QIODevice::WriteOnly);
-  SaveToStorage(name, buffer, format);
+  // The file is opened once the document stands in memory, so a failing walk leaves it alone.
   QFile file(name);
-  if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-    throw EKvMemError(QStringLiteral("Cannot create file \"%1\". %2")
-                          .arg(QDir::toNativeSeparators(name), file.errorString()));
-  if (file.write(buffer.data()) != buffer.data().size())
-    throw EKvMemError(QStringLiteral("Stream write error"));
+  SaveToStorage(name, file, format, [&file, &name] {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+      throw EKvMemError(QStringLiteral("Cannot create file \"%1\". %2")
+                            .arg(QDir::toNativeSeparators(name), file.errorString()));
+  });
 }
 
 void TKvMemTable::LoadFromStream(QIODevice& stream, int format) {

@@ -200,7 +200,8 @@ class TKvMemTable {
   void BuildFilteredRows();
   int FilteredInsert(uint32_t row);
   void LoadFromStorage(const QString& fileName, QIODevice& device, int format);
-  void SaveToStorage(const QString& fileName, QIODevice& device, int format);
+  void SaveToStorage(const QString& fileName, QIODevice& device, int format,
+                     const std::function<void()>& beforeWriting = {});
 
   QString FName;
   std::vector<std::unique_ptr<TKvField>> FFields;
