@@ -448,3 +448,58 @@ TEST_F(DocumentLifecycleTest, ClearEventEmptiesTheChartAndTableClearReachesThePa
   EXPECT_FALSE(DmKvBasic->FOnFile_LoadEvent || DmKvBasic->FOnFile_SaveEvent ||
                DmKvBasic->FOnFile_ClearEvent);
 }
+
+// ---- regional settings --------------------------------------------------------------------
+
+// The document holds binary numbers and day counts: under any regional settings a save gives
+// the bytes it gives under C and a load the same values, while the table shows them in the
+// settings' own form.
+TEST_F(DocumentLifecycleTest, DocumentsReadAndWriteAlikeUnderEveryRegionalSetting) {
+  struct TRegion {
+    const char* Name;
+    QChar Decimal, DateSeparator;
+    const char* ShortDate;
+    const char* Level;
+    const char* Date;
+  };
+  const TRegion regions[] = {
+      {"C", '.', '/', "mm/dd/yy", "61.5", "11/23/26"},
+      {"en_US", '.', '/', "m/d/yyyy", "61.5", "11/23/2026"},
+      {"de_DE", ',', '.', "dd/mm/yyyy", "61,5", "23.11.2026"},
+      {"fr_FR", ',', '/', "dd/mm/yyyy", "61,5", "23/11/2026"},
+  };
+  auto pin = [](const TRegion& r) {
+    TKvLocale locale = PinnedTestLocale();
+    locale.DecimalSeparator = r.Decimal;
+    locale.DateSeparator = r.DateSeparator;
+    locale.ShortDateFormat = r.ShortDate;
+    KvLocale_Pin(locale);
+  };
+  auto saveAs = [this](const QString& name) {
+    Dialogs.FileAnswers = {name};
+    DmKvBasic->FileSaveAs1->trigger();
+    QFile saved(name);
+    return saved.open(QIODevice::ReadOnly) ? saved.readAll() : QByteArray();
+  };
+  for (const TRegion& r : regions) {
+    pin(r);
+    Dialogs.Answers = {mrNo};
+    DmKvBasic->ActionFileNewExecute();
+    Record(61.5);
+    const QString name = Doc(QString("%1.dat").arg(r.Name));
+    const QByteArray bytes = saveAs(name);
+    pin(regions[0]);
+    EXPECT_EQ(bytes, saveAs(Doc(QString("%1-C.dat").arg(r.Name)))) << r.Name;
+    EXPECT_FALSE(bytes.isEmpty());
+
+    pin(r);
+    OpenThroughDialog(name);
+    TKvMemTable& t = Commander->KvMemTableData;
+    t.First();
+    EXPECT_EQ(t.FieldByName("Y").AsString(), r.Level) << r.Name;
+    EXPECT_EQ(t.FieldByName("Date").AsString(), r.Date) << r.Name;
+    EXPECT_EQ(t.FieldByName("Date").AsDateTime(), EncodeDate(2026, 11, 23)) << r.Name;
+    EXPECT_EQ(t.FieldByName("Time").AsDateTime(), EncodeTime(11, 0, 0, 0)) << r.Name;
+  }
+  KvLocale_Pin(PinnedTestLocale());
+}
