@@ -32,16 +32,25 @@ uint32_t TKvDatSRecordPool::Alloc() {
   const uint32_t index = FNext++;
   if ((index >> FChunkBits) >= FChunks.size()) {
     const size_t bytes = ChunkBytes();
-    void* chunk = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
-                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-    if (chunk == MAP_FAILED) throw std::bad_alloc();
-    FChunks.emplace_back(static_cast<uint8_t*>(chunk), TFreeChunk{bytes});
+    if (FChunks.empty()) {
+      void* chunk = std::calloc(bytes, 1);
+      if (!chunk) throw std::bad_alloc();
+      FChunks.emplace_back(static_cast<uint8_t*>(chunk), TFreeChunk{0});
+    } else {
+      void* chunk = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+      if (chunk == MAP_FAILED) throw std::bad_alloc();
+      FChunks.emplace_back(static_cast<uint8_t*>(chunk), TFreeChunk{bytes});
+    }
   }
   return index;
 }
 
 void TKvDatSRecordPool::TFreeChunk::operator()(uint8_t* p) const {
-  munmap(p, Bytes);
+  if (Bytes == 0)
+    std::free(p);
+  else
+    munmap(p, Bytes);
 }
 
 void TKvDatSRecordPool::Free(uint32_t index) {

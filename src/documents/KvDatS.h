@@ -48,10 +48,11 @@ class TKvDatSRecordPool {
   int FChunkBits = 14;
   uint32_t FChunkMask = (1u << 14) - 1;
   uint32_t FNext = 0;
-  // Chunks are fresh pages from the system, zeroed and mapped in one go, so that neither a
-  // clearing pass nor a fault per page is paid while a large document loads.
+  // Chunks come zeroed. From the second on they are fresh pages from the system, mapped in one
+  // go, so that neither a clearing pass nor a fault per page is paid while a large document
+  // loads; the first comes from the heap, which keeps small tables cheap.
   struct TFreeChunk {
-    size_t Bytes = 0;
+    size_t Bytes = 0;  // 0: from the heap
     void operator()(uint8_t* p) const;
   };
   std::vector<std::unique_ptr<uint8_t, TFreeChunk>> FChunks;
