@@ -48,6 +48,7 @@ void LvxReader_RegisterViews() {
 TLvxProgram::TLvxProgram(TKvPortDeviceSource* devices) {
   KvSysHelper();
   KvGlobal_Initialize();
+  DmKvBasic->SetLoadSave_Filter(TDmKvBasic::DataFilter, "dat");
   LvxReader_RegisterViews();
   // The printing module would follow the diagram editor; the program has none yet.
   FDiagramEditor = std::make_unique<TDmKvDiagramEditor>();

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-  build-essential cmake ninja-build pkg-config ccache clang-format
+  build-essential cmake ninja-build pkg-config ccache clang-format clang libclang-rt-14-dev
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-tools-dev libqt6svg6
   libqt6opengl6-dev libgl-dev libxkbcommon-dev
   libqcustomplot-dev libqcustomplot2.1-qt6

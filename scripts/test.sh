@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything and runs every test suite, then the sanitizer builds:
-# ThreadSanitizer over the instrument link, AddressSanitizer over the file and stream readers.
+# ThreadSanitizer over the instrument link, AddressSanitizer over the file and stream readers,
+# and a minute of libFuzzer on the document reader.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
@@ -27,7 +28,8 @@ run_sanitized() {
 }
 
 run_sanitized build-tsan thread test_ui test_instrument
-run_sanitized build-asan address,undefined test_documents test_diagram_stream
+UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
+  run_sanitized build-asan address,undefined,float-cast-overflow test_documents test_diagram_stream
 
 # A short libFuzzer run over the object stream readers, from the seeds in the tests.
 cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug \
@@ -39,3 +41,13 @@ cp tests/diagram/fuzz-seeds/* "$corpus"/
 build-fuzz/tests/diagram/fuzz_objectstream -max_total_time=60 -rss_limit_mb=1024 \
   -max_len=65536 "$corpus"
 rm -rf "$corpus"
+
+# The document reader under libFuzzer (clang, ASan, UBSan), seeded with real documents; a
+# finding stops the run and leaves its input in build-fuzz-documents/ for a regression test.
+CC=clang CXX=clang++ cmake -S tests/documents/fuzz -B build-fuzz-documents -G Ninja >/dev/null
+cmake --build build-fuzz-documents -j "$jobs"
+fuzz_work=$(mktemp -d)
+trap 'rm -rf "$fuzz_work"' EXIT
+build-fuzz-documents/fuzz_document_reader -max_total_time=60 -rss_limit_mb=2048 -timeout=10 \
+  -artifact_prefix=build-fuzz-documents/ -print_final_stats=1 "$fuzz_work" \
+  tests/documents/fuzz/corpus

@@ -1,29 +1,56 @@
 #include "KvDatS.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <cstring>
 
+#include "KvMemErrors.h"
+
 // ---- record pool ------------------------------------------------------------------------
 
 void TKvDatSRecordPool::SetRecordSize(int size) {
+  constexpr int MaxChunkBits = 14;
+  constexpr size_t MaxChunkBytes = size_t(256) << 10;
   Clear();
   FSize = size;
+  FChunkBits = MaxChunkBits;
+  while (FChunkBits > 0 && (size_t(std::max(size, 1)) << FChunkBits) > MaxChunkBytes) --FChunkBits;
+  FChunkMask = (1u << FChunkBits) - 1;
 }
 
 uint32_t TKvDatSRecordPool::Alloc() {
-  uint32_t index;
   if (!FFree.empty()) {
-    index = FFree.back();
+    const uint32_t index = FFree.back();
     FFree.pop_back();
-  } else {
-    index = FNext++;
-    if ((index >> ChunkBits) >= FChunks.size())
-      FChunks.emplace_back(new uint8_t[size_t(FSize) << ChunkBits]);
+    std::memset(At(index), 0, FSize);
+    return index;
   }
-  std::memset(At(index), 0, FSize);
+  if (FNext == KvNoBuffer) throw EKvMemError(QStringLiteral("Out of memory"));
+  const uint32_t index = FNext++;
+  if ((index >> FChunkBits) >= FChunks.size()) {
+    const size_t bytes = ChunkBytes();
+    if (FChunks.empty()) {
+      void* chunk = std::calloc(bytes, 1);
+      if (!chunk) throw std::bad_alloc();
+      FChunks.emplace_back(static_cast<uint8_t*>(chunk), TFreeChunk{0});
+    } else {
+      void* chunk = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+      if (chunk == MAP_FAILED) throw std::bad_alloc();
+      FChunks.emplace_back(static_cast<uint8_t*>(chunk), TFreeChunk{bytes});
+    }
+  }
   return index;
+}
+
+void TKvDatSRecordPool::TFreeChunk::operator()(uint8_t* p) const {
+  if (Bytes == 0)
+    std::free(p);
+  else
+    munmap(p, Bytes);
 }
 
 void TKvDatSRecordPool::Free(uint32_t index) {
@@ -38,7 +65,7 @@ void TKvDatSRecordPool::Clear() {
 }
 
 size_t TKvDatSRecordPool::MemoryBytes() const {
-  return FChunks.size() * (size_t(FSize) << ChunkBits) + FFree.capacity() * sizeof(uint32_t);
+  return FChunks.size() * ChunkBytes() + FFree.capacity() * sizeof(uint32_t);
 }
 
 // ---- columns ----------------------------------------------------------------------------
@@ -249,8 +276,9 @@ void TKvDatSView::QuickSort(int lo, int hi) {
     const uint32_t pivot = a[mid];
     int i = lo, j = hi;
     do {
-      while (Compare(a[i], pivot) < 0) ++i;
-      while (Compare(a[j], pivot) > 0) --j;
+      // Bounded: a document's values need not compare consistently (NaN, near-equal doubles).
+      while (i < hi && Compare(a[i], pivot) < 0) ++i;
+      while (j > lo && Compare(a[j], pivot) > 0) --j;
       if (i <= j) std::swap(a[i++], a[j--]);
     } while (i <= j);
     if (j - lo < hi - i) {
@@ -329,16 +357,12 @@ bool TKvDatSView::RebuildByKeys() {
     uint32_t RowID, Pos;
   };
   const bool byRowID = !(SortOptions & (KvBit(soUnique) | KvBit(soPrimary)));
-  std::vector<TKey> keys(FTable.RowCount());
-  for (int i = 0; i < FTable.RowCount(); ++i) {
+  const int count = FTable.RowCount();
+  auto keyOf = [&](int i) {
     const uint32_t h = FTable.Rows()[i];
     const uint8_t* buf = FTable.RowData(h);
-    TKey& key = keys[i];
-    for (size_t c = 0; c < MaxKeys; ++c) {
-      if (c >= SortColumns.size()) {
-        key.K[c] = 0;
-        continue;
-      }
+    TKey key{};
+    for (size_t c = 0; c < SortColumns.size(); ++c) {
       const TSortColumn& sc = SortColumns[c];
       const uint64_t k =
           FTable.IsNull(buf, sc.Column)
@@ -349,12 +373,45 @@ bool TKvDatSView::RebuildByKeys() {
     }
     key.RowID = byRowID ? FTable.Row(h).RowID : 0;
     key.Pos = uint32_t(i);
-  }
-  std::sort(keys.begin(), keys.end(), [](const TKey& a, const TKey& b) {
+    return key;
+  };
+  auto before = [](const TKey& a, const TKey& b) {
     for (size_t c = 0; c < MaxKeys; ++c)
       if (a.K[c] != b.K[c]) return a.K[c] < b.K[c];
     return a.RowID != b.RowID ? a.RowID < b.RowID : a.Pos < b.Pos;
-  });
+  };
+  auto sameKeys = [](const TKey& a, const TKey& b) {
+    return std::equal(std::begin(a.K), std::end(a.K), std::begin(b.K));
+  };
+  // A recording is stored in the order it was taken: the ascending view is the table order,
+  // and the descending one the same runs of equal keys from the last to the first. Both are
+  // recognised in one pass without a key array.
+  bool ascending = true, runsReversed = true;
+  TKey previous = count > 0 ? keyOf(0) : TKey{};
+  for (int i = 1; i < count && (ascending || runsReversed); ++i) {
+    const TKey key = keyOf(i);
+    ascending = ascending && before(previous, key);
+    runsReversed =
+        runsReversed && (sameKeys(previous, key) ? before(previous, key) : before(key, previous));
+    previous = key;
+  }
+  if (ascending) {
+    for (uint32_t h : FTable.Rows()) FRows.Add(h);
+    return true;
+  }
+  if (runsReversed) {
+    for (int end = count; end > 0;) {
+      int start = end - 1;
+      const TKey last = keyOf(end - 1);
+      while (start > 0 && sameKeys(keyOf(start - 1), last)) --start;
+      for (int i = start; i < end; ++i) FRows.Add(FTable.Rows()[i]);
+      end = start;
+    }
+    return true;
+  }
+  std::vector<TKey> keys(count);
+  for (int i = 0; i < count; ++i) keys[i] = keyOf(i);
+  std::sort(keys.begin(), keys.end(), before);
   for (const TKey& key : keys) FRows.Add(FTable.Rows()[key.Pos]);
   return true;
 }
@@ -399,9 +456,25 @@ void TKvDatSUpdatesJournal::UnregisterRow(TKvDatSTable& table, uint32_t row) {
 }
 
 void TKvDatSUpdatesJournal::AcceptChanges(TKvDatSTable* table) {
-  const std::vector<TChange> changes = FChanges;
-  for (const TChange& c : changes)
-    if (!table || c.Table == table) c.Table->AcceptRow(c.Row);
+  // Taken out of the journal first and per table at once: a document's journal may name
+  // thousands of rows, and once each would cost a search of the journal and of the table.
+  std::vector<std::pair<TKvDatSTable*, uint32_t>> taken;
+  std::erase_if(FChanges, [&](const TChange& c) {
+    if (table && c.Table != table) return false;
+    taken.emplace_back(c.Table, c.Row);
+    return true;
+  });
+  std::stable_sort(taken.begin(), taken.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (size_t i = 0; i < taken.size();) {
+    TKvDatSTable* t = taken[i].first;
+    std::vector<uint32_t> rows;
+    for (; i < taken.size() && taken[i].first == t; ++i) {
+      t->Row(taken[i].second).ChangeNumber = KvNoRowID;
+      rows.push_back(taken[i].second);
+    }
+    t->AcceptRows(std::move(rows));
+  }
 }
 
 int TKvDatSUpdatesJournal::ChangeCount(const TKvDatSTable* table) const {
@@ -526,7 +599,9 @@ void TKvDatSTable::AttachRow(uint32_t row) {
     assert(FRowIDCounter != KvNoRowID);
     r.RowID = FRowIDCounter++;
   }
-  if (FRows.Count() == 0) FRows.SetMinimumCapacity(std::max(MinimumCapacity, 1));
+  // The capacity is a hint that a document may state freely; the list grows by itself.
+  constexpr int MaxReservedRows = 1 << 16;
+  if (FRows.Count() == 0) FRows.SetMinimumCapacity(std::clamp(MinimumCapacity, 1, MaxReservedRows));
   FRows.Add(row);
   if (FState == tsLoadingFromStorage) return;  // the loader sets versions, views follow
   if (FState == tsLoadUnchanged3 || FState == tsLoadUnchanged4 || FState == tsLoadUnchanged6) {
@@ -564,6 +639,28 @@ void TKvDatSTable::AcceptRow(uint32_t row) {
     default:
       break;
   }
+}
+
+void TKvDatSTable::AcceptRows(std::vector<uint32_t> rows) {
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  std::vector<uint32_t> deleted;
+  for (uint32_t row : rows) {
+    if (Row(row).RowState == rsDeleted)
+      deleted.push_back(row);
+    else
+      AcceptRow(row);
+  }
+  if (deleted.size() <= 1) {
+    for (uint32_t row : deleted) AcceptRow(row);
+    return;
+  }
+  auto isDeleted = [&deleted](uint32_t h) {
+    return std::binary_search(deleted.begin(), deleted.end(), h);
+  };
+  FRows.RemoveIf(isDeleted);
+  for (auto& v : FViews) v->RemoveIf(isDeleted);
+  for (uint32_t row : deleted) FreeRow(row);
 }
 
 void TKvDatSTable::DeleteRow(uint32_t row) {

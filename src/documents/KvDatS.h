@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QString>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -22,29 +23,39 @@ class TKvDatSManager;
 inline constexpr uint32_t KvNoRowID = 0xFFFFFFFF;
 inline constexpr uint32_t KvNoBuffer = 0xFFFFFFFF;
 
-// Fixed-size records in chunks that never move, with a free list.
+// Fixed-size records in chunks that never move, with a free list. A chunk holds up to 16,384
+// records but never much more than 256 KB, so that a wide record (a document may declare
+// thousands of columns) costs memory as rows arrive, not in one block up front.
 class TKvDatSRecordPool {
  public:
-  explicit TKvDatSRecordPool(int recordSize = 0) : FSize(recordSize) {}
+  explicit TKvDatSRecordPool(int recordSize = 0) { SetRecordSize(recordSize); }
   void SetRecordSize(int size);  // only while empty
   int RecordSize() const { return FSize; }
   uint32_t Alloc();  // zero-filled
   void Free(uint32_t index);
   uint8_t* At(uint32_t index) {
-    return FChunks[index >> ChunkBits].get() + size_t(index & ChunkMask) * FSize;
+    return FChunks[index >> FChunkBits].get() + size_t(index & FChunkMask) * FSize;
   }
   const uint8_t* At(uint32_t index) const {
-    return FChunks[index >> ChunkBits].get() + size_t(index & ChunkMask) * FSize;
+    return FChunks[index >> FChunkBits].get() + size_t(index & FChunkMask) * FSize;
   }
   void Clear();
   size_t MemoryBytes() const;
+  size_t ChunkBytes() const { return size_t(FSize) << FChunkBits; }
 
  private:
-  static constexpr int ChunkBits = 14;
-  static constexpr uint32_t ChunkMask = (1u << ChunkBits) - 1;
-  int FSize;
+  int FSize = 0;
+  int FChunkBits = 14;
+  uint32_t FChunkMask = (1u << 14) - 1;
   uint32_t FNext = 0;
-  std::vector<std::unique_ptr<uint8_t[]>> FChunks;
+  // Chunks come zeroed. From the second on they are fresh pages from the system, mapped in one
+  // go, so that neither a clearing pass nor a fault per page is paid while a large document
+  // loads; the first comes from the heap, which keeps small tables cheap.
+  struct TFreeChunk {
+    size_t Bytes = 0;  // 0: from the heap
+    void operator()(uint8_t* p) const;
+  };
+  std::vector<std::unique_ptr<uint8_t, TFreeChunk>> FChunks;
   std::vector<uint32_t> FFree;
 };
 
@@ -128,7 +139,11 @@ class TKvDatSView {
   int Insert(uint32_t handle);
   int LastInsertPos() const { return FLastInsertPos; }
   int Remove(uint32_t handle);  // returns the position it had, -1 if absent
-  void Rebuild();               // full sort of the table's rows
+  template <typename Pred>
+  void RemoveIf(Pred pred) {
+    FRows.RemoveIf(pred);
+  }
+  void Rebuild();  // full sort of the table's rows
   int Compare(uint32_t a, uint32_t b) const;
   size_t MemoryBytes() const { return FRows.MemoryBytes(); }
 
@@ -201,6 +216,8 @@ class TKvDatSTable {
   void FreeRow(uint32_t row);
   void AttachRow(uint32_t row);
   void AcceptRow(uint32_t row);
+  // Accepts many rows at once; deleted ones leave the table and its views in one pass.
+  void AcceptRows(std::vector<uint32_t> rows);
   void DeleteRow(uint32_t row);
   void ClearRows();
   const TKvDatSRowList& Rows() const { return FRows; }
@@ -247,6 +264,9 @@ class TKvDatSTable {
   void SaveVersion(TKvStorage& s, const QString& name, uint32_t buffer) const;
   void LoadRows(TKvStorage& s);
   uint32_t LoadVersion(TKvStorage& s, const QString& name);
+  void LoadValuesByName(TKvStorage& s, uint32_t buffer);
+  void LoadValuesByIndex(TKvStorage& s, uint32_t buffer);
+  void SpendLoadBudget(size_t bytes, const QString& object);
   TKvDatSUpdatesJournal* Journal() const;
 
   TKvDatSManager* FManager;
@@ -261,6 +281,10 @@ class TKvDatSTable {
   std::vector<QByteArray> FBlobs;
   std::vector<uint32_t> FFreeBlobs;
   bool FHasVarColumns = false;
+  // While loading: each column's place in the order values are stored (-1: never stored),
+  // and the memory the document may still make the table take.
+  std::vector<int> FStoredOrder;
+  size_t FLoadBudget = 0;
 };
 
 class TKvDatSManager {

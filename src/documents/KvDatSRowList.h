@@ -21,6 +21,15 @@ class TKvDatSRowList {
   void Insert(int pos, uint32_t handle);
   void Delete(int pos);
   void Clear();
+  // Drops every handle the predicate names, keeping the order of the rest, in one pass.
+  template <typename Pred>
+  void RemoveIf(Pred pred) {
+    uint32_t* out = begin();
+    for (uint32_t* p = begin(); p != end(); ++p)
+      if (!pred(*p)) *out++ = *p;
+    FCount = int(out - begin());
+    if (FCount == 0) FHead = 0;
+  }
   // Searches from both ends at once: rows near either end are found at once.
   int IndexOf(uint32_t handle) const;
   size_t MemoryBytes() const { return FBuf.capacity() * sizeof(uint32_t); }

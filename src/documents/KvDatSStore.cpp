@@ -59,6 +59,8 @@ void ReadEmptyList(TKvStorage& s, const QString& name) {
 }  // namespace
 
 QString KvDatS_ReadObjectBegin(TKvStorage& s, const QString& expected) {
+  // The expected object is a registered one; only something else needs its name looked at.
+  if (!expected.isEmpty() && s.TestObject(expected)) return s.ReadObjectBegin(expected);
   const QString found = s.PeekObjectName();
   if (!found.isEmpty() && !IsRegisteredObject(found))
     throw EKvStorageError(ekvClassNotRegistered, found);
@@ -101,14 +103,18 @@ void TKvDatSManager::Load(TKvStorage& s) {
   if (v >= 6) CheckReadOnly = s.ReadBoolean(QStringLiteral("CheckReadOnly"), true);
 
   KvDatS_ReadObjectBegin(s, QStringLiteral("TableList"));
+  // The name decides which table loads: an existing one of that name is filled in place.
+  QHash<QString, TKvDatSTable*> byName;
+  for (auto it = FTables.rbegin(); it != FTables.rend(); ++it)
+    byName.insert((*it)->Name.toCaseFolded(), it->get());
   while (!s.IsObjectEnd()) {
-    // The name decides which table loads: an existing one of that name is filled in place.
     const int64_t mark = s.GetBookmark();
     KvDatS_ReadObjectBegin(s, QStringLiteral("Table"));
     const QString name = s.ReadString(QStringLiteral("Name"), QStringLiteral("Table"));
     s.SetBookmark(mark);
-    TKvDatSTable* table = FindTable(name);
-    (table ? *table : AddTable(name)).Load(s);
+    TKvDatSTable*& table = byName[name.toCaseFolded()];
+    if (!table) table = &AddTable(name);
+    table->Load(s);
   }
   s.ReadObjectEnd(QStringLiteral("TableList"));
   ReadEmptyList(s, QStringLiteral("RelationList"));
@@ -264,11 +270,29 @@ void TKvDatSTable::LoadRows(TKvStorage& s) {
   const QString otherRowName =
       rowName == QLatin1String("Row") ? QStringLiteral("DatSRow") : QStringLiteral("Row");
   KvDatS_ReadObjectBegin(s, QStringLiteral("TableRowList"));
+  // Plain types first, then the large ones, each run by index: the order values are stored in.
+  FStoredOrder.assign(Columns.Count(), -1);
+  int place = 0;
+  for (bool large : {false, true})
+    for (int i = 0; i < Columns.Count(); ++i) {
+      const TKvDataType t = Columns[i].DataType();
+      if (t != dtUnknown && KvDataTypeIsLarge(t) == large) FStoredOrder[i] = place++;
+    }
+  // A row costs the engine a few dozen bytes and a version one record, while the document
+  // spends as little as three bytes on either; beyond a generous multiple of the file's size
+  // the document claims more than it holds.
+  constexpr size_t BaseBudget = size_t(256) << 20;
+  FLoadBudget = BaseBudget + size_t(std::max<int64_t>(s.DataSize(), 0)) * 64;
+  const size_t rowCost = sizeof(TKvDatSRow) + sizeof(uint32_t) * (1 + FViews.size());
+  // Room for the rows a recording of this size holds, so that the list seldom grows while
+  // loading; a row of readings takes some sixty bytes in the file.
+  FRows.SetMinimumCapacity(int(std::min<int64_t>(s.DataSize() / 64, 1 << 24)));
   BeginLoadData(tsLoadingFromStorage);
   try {
     while (!s.IsObjectEnd()) {
       const QString name = s.TestObject(otherRowName) ? otherRowName : rowName;
       KvDatS_ReadObjectBegin(s, name);
+      SpendLoadBudget(rowCost, name);
       const uint32_t h = FRowPool.Alloc();
       new (FRowPool.At(h)) TKvDatSRow();
       AttachRow(h);
@@ -290,9 +314,24 @@ void TKvDatSTable::LoadRows(TKvStorage& s) {
   EndLoadData();
 }
 
+void TKvDatSTable::SpendLoadBudget(size_t bytes, const QString& object) {
+  if (bytes > FLoadBudget) throw EKvStorageError(ekvCannotReadObject, object);
+  FLoadBudget -= bytes;
+}
+
 uint32_t TKvDatSTable::LoadVersion(TKvStorage& s, const QString& name) {
   KvDatS_ReadObjectBegin(s, name);
+  SpendLoadBudget(size_t(FBufferPool.RecordSize()), name);
   const uint32_t buffer = NewBuffer();
+  if (s.ValuesByIndex())
+    LoadValuesByIndex(s, buffer);
+  else
+    LoadValuesByName(s, buffer);
+  s.ReadObjectEnd(name);
+  return buffer;
+}
+
+void TKvDatSTable::LoadValuesByName(TKvStorage& s, uint32_t buffer) {
   QByteArray var;
   for (bool large : {false, true})
     for (int i = 0; i < Columns.Count(); ++i) {
@@ -305,8 +344,25 @@ uint32_t TKvDatSTable::LoadVersion(TKvStorage& s, const QString& name) {
       else
         SetNull(buf, i, false);
     }
-  s.ReadObjectEnd(name);
-  return buffer;
+}
+
+void TKvDatSTable::LoadValuesByIndex(TKvStorage& s, uint32_t buffer) {
+  // Takes the stored values as they come, which costs what the file holds rather than a walk
+  // over every column: a value is taken while it stands later in the stored order than the
+  // one before, exactly as a walk through that order would meet it; anything else ends the
+  // version.
+  QByteArray var;
+  int last = -1, i;
+  while (s.PeekValueIndex(i) && i < Columns.Count() && FStoredOrder[i] > last) {
+    last = FStoredOrder[i];
+    const TKvDataType t = Columns[i].DataType();
+    uint8_t* buf = Buffer(buffer);
+    s.ReadValue(Columns[i].Name, i, t, Cell(buf, i), &var);
+    if (KvDataTypeIsVariable(t))
+      SetVarData(buf, i, var);
+    else
+      SetNull(buf, i, false);
+  }
 }
 
 // ---- columns ----------------------------------------------------------------------------

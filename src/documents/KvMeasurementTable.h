@@ -40,6 +40,7 @@ class TKvMeasurementTable : public TKvMemTable {
   std::function<void()> OnSetModified;    // IsModified of the application module to True
   std::function<void(TKvMemTable&)> OnChartUpdateFromDataset;
   std::function<void(TKvMemTable&, bool)> OnChartAfterPost;
+  std::function<void()> OnChartClear;  // empties every series of the chart
 
   void KvMemTableDataAfterOpen(TKvMemTable& dataSet);
   void KvMemTableDataAfterRefresh(TKvMemTable& dataSet);

@@ -5,6 +5,8 @@
 #include <QFile>
 #include <cmath>
 #include <cstring>
+#include <limits>
+#include <type_traits>
 
 #include "KvLocale.h"
 #include "KvStorage.h"
@@ -41,8 +43,19 @@ double Load(const uint8_t* p) {
   return double(v);
 }
 
+// A number that does not fit the cell's type is refused: the conversion would be undefined.
+template <typename T>
+bool Fits(double value) {
+  if constexpr (std::is_integral_v<T>)
+    return value >= double(std::numeric_limits<T>::lowest()) &&
+           value < double(std::numeric_limits<T>::max()) + 1.0;
+  else
+    return !std::isfinite(value) || std::fabs(value) <= double(std::numeric_limits<T>::max());
+}
+
 template <typename T>
 void Store(uint8_t* p, double value) {
+  if (!Fits<T>(value)) throw EKvMemError(QStringLiteral("Value %1 out of range").arg(value));
   const T v = T(value);
   std::memcpy(p, &v, sizeof(T));
 }
@@ -57,7 +70,26 @@ bool IsTemporal(TKvFieldType t) {
 bool TKvField::IsNull() const {
   if (FCalcSlot >= 0) return FDataSet->FCalcNull[FCalcSlot];
   const uint8_t* buf = FDataSet->RecordBuffer();
-  return !buf || FColumn < 0 || FDataSet->FTable->IsNull(buf, FColumn);
+  if (!buf || FColumn < 0 || FDataSet->FTable->IsNull(buf, FColumn)) return true;
+  // A document may store any type under a column's name; what the field cannot hold reads as
+  // NULL rather than as a wrapped or undefined number.
+  bool isNull;
+  return !InRange(KvCell_AsDouble(*FDataSet->FTable, buf, FColumn, isNull));
+}
+
+bool TKvField::InRange(double v) const {
+  switch (DataType) {
+    case TKvFieldType::ftSmallint:
+      return v >= -32768.0 && v <= 32767.0;
+    case TKvFieldType::ftInteger:
+      return v >= -2147483648.0 && v <= 2147483647.0;
+    case TKvFieldType::ftDate:  // 1 January 1 to 31 December 9999
+      return v >= 1.0 && v <= 3652059.0;
+    case TKvFieldType::ftTime:
+      return v >= 0.0 && v <= MSecsPerDayInt;
+    default:
+      return true;
+  }
 }
 
 double KvCell_AsDouble(const TKvDatSTable& t, const uint8_t* buf, int column, bool& isNull) {
@@ -97,7 +129,7 @@ double KvCell_AsDouble(const TKvDatSTable& t, const uint8_t* buf, int column, bo
 }
 
 double TKvField::Native() const {
-  if (FCalcSlot >= 0) return 0;
+  if (FCalcSlot >= 0 || IsNull()) return 0;
   bool isNull;
   return KvCell_AsDouble(*FDataSet->FTable, FDataSet->RecordBuffer(), FColumn, isNull);
 }
@@ -155,8 +187,8 @@ double TKvField::AsFloat() const {
 }
 
 int TKvField::AsInteger() const {
-  const double v = Native();
-  return DataType == TKvFieldType::ftFloat ? int(std::nearbyint(v)) : int(v);
+  const double v = DataType == TKvFieldType::ftFloat ? std::nearbyint(Native()) : Native();
+  return v >= -2147483648.0 && v <= 2147483647.0 ? int(v) : 0;
 }
 
 bool TKvField::AsBoolean() const {
@@ -190,6 +222,7 @@ QString TKvField::AsString() const {
 
 void TKvField::SetAsDateTime(TDateTime value) {
   if (!IsTemporal(DataType)) return SetNative(value);
+  if (!(std::fabs(value) < 1e7)) throw EKvMemError(QStringLiteral("Invalid date: %1").arg(value));
   // Split as the platform's time stamp does: whole milliseconds, then day and time of day.
   const long long ms = std::llround(std::fabs(value) * MSecsPerDayInt);
   const long long days = (value < 0 ? -1 : 1) * (ms / (long long)MSecsPerDayInt);
@@ -645,12 +678,18 @@ void TKvMemTable::LoadFromStorage(const QString& fileName, QIODevice& device, in
   FSavePoint = FManager.Updates().ChangeNumber();
 }
 
-void TKvMemTable::SaveToStorage(const QString& fileName, QIODevice& device, int format) {
+void TKvMemTable::SaveToStorage(const QString& fileName, QIODevice& device, int format,
+                                const std::function<void()>& beforeWriting) {
   CheckBrowseMode();
   std::unique_ptr<TKvStorage> storage = TKvStorageManager::Instance().GetStorage(fileName, format);
+  // The binary storage keeps the whole document until it closes; other storages may write as
+  // they go, so their device must be ready first.
+  const bool atClose = dynamic_cast<TKvBinStorage*>(storage.get()) != nullptr;
+  if (!atClose && beforeWriting) beforeWriting();
   storage->SetStoreVersion(StoreVersion);
   storage->Open(TKvStorageMode::smWrite, &device);
   FManager.Save(*storage);
+  if (atClose && beforeWriting) beforeWriting();
   storage->Close();
   FSavePoint = FManager.Updates().ChangeNumber();
 }
@@ -667,16 +706,13 @@ void TKvMemTable::LoadFromFile(const QString& fileName, int format) {
 
 void TKvMemTable::SaveToFile(const QString& fileName, int format) {
   const QString name = fileName.isEmpty() ? ResourceOptions.PersistentFileName : fileName;
-  // The whole document is built in memory first, so a failing walk leaves the file alone.
-  QBuffer buffer;
-  buffer.open(QIODevice::WriteOnly);
-  SaveToStorage(name, buffer, format);
+  // The file is opened once the document stands in memory, so a failing walk leaves it alone.
   QFile file(name);
-  if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-    throw EKvMemError(QStringLiteral("Cannot create file \"%1\". %2")
-                          .arg(QDir::toNativeSeparators(name), file.errorString()));
-  if (file.write(buffer.data()) != buffer.data().size())
-    throw EKvMemError(QStringLiteral("Stream write error"));
+  SaveToStorage(name, file, format, [&file, &name] {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+      throw EKvMemError(QStringLiteral("Cannot create file \"%1\". %2")
+                            .arg(QDir::toNativeSeparators(name), file.errorString()));
+  });
 }
 
 void TKvMemTable::LoadFromStream(QIODevice& stream, int format) {

@@ -65,6 +65,7 @@ class TKvField {
   friend class TKvMemTable;
   // The stored value as a number: day number for dates, milliseconds for times.
   double Native() const;
+  bool InRange(double value) const;
   void SetNative(double value);
   TKvMemTable* FDataSet = nullptr;
   int FIndex = 0;
@@ -199,7 +200,8 @@ class TKvMemTable {
   void BuildFilteredRows();
   int FilteredInsert(uint32_t row);
   void LoadFromStorage(const QString& fileName, QIODevice& device, int format);
-  void SaveToStorage(const QString& fileName, QIODevice& device, int format);
+  void SaveToStorage(const QString& fileName, QIODevice& device, int format,
+                     const std::function<void()>& beforeWriting = {});
 
   QString FName;
   std::vector<std::unique_ptr<TKvField>> FFields;

@@ -51,13 +51,19 @@ void TKvBinStorage::Open(TKvStorageMode mode, QIODevice* device) {
   FDictNames.clear();
   FDictGroup.clear();
   FExpectedGroup.clear();
+  FExpectedMemo.Clear();
   FEnumCache.clear();
   FExact.clear();
   FFolded.clear();
+  FNameMemo.Clear();
   FNames.clear();
   if (mode == TKvStorageMode::smWrite) {
     FVersion = FStoreVersion < 0 ? KvStorageCurrentVersion : FStoreVersion;
-    FOut = QByteArray(HeaderSize, '\0');
+    FOut.clear();
+    FOutData = nullptr;
+    FOutSize = FOutCapacity = 0;
+    const char header[HeaderSize] = {};
+    WriteBytes(header, HeaderSize);
     return;
   }
   FData = device->readAll();
@@ -91,21 +97,21 @@ void TKvBinStorage::Open(TKvStorageMode mode, QIODevice* device) {
   FPos = HeaderSize;
 }
 
-void TKvBinStorage::ReadBytes(void* dst, int64_t count) {
-  if (count < 0 || FPos + count > FData.size()) throw EKvStreamReadError();
-  std::memcpy(dst, FData.constData() + FPos, count);
-  FPos += count;
-}
-
 QString TKvBinStorage::DictName(int number) const {
   return number >= 0 && number < int(FDictNames.size()) ? FDictNames[number] : QString();
 }
 
 int TKvBinStorage::GroupOfExpected(const QString& name) {
+  if (const int* memo = FExpectedMemo.Find(name)) return *memo;
   auto it = FExpectedGroup.constFind(name);
-  if (it != FExpectedGroup.constEnd()) return *it;
-  int group = FExpectedGroup.value(name.toCaseFolded(), -1);
-  FExpectedGroup.insert(name, group);
+  int group;
+  if (it != FExpectedGroup.constEnd()) {
+    group = *it;
+  } else {
+    group = FExpectedGroup.value(name.toCaseFolded(), -1);
+    FExpectedGroup.insert(name, group);
+  }
+  FExpectedMemo.Put(name, group);
   return group;
 }
 
@@ -145,9 +151,9 @@ QString TKvBinStorage::ReadObjectBegin(const QString& name) {
   if (FPos + 2 > FData.size() || ByteAt(FPos) != ObjectBegin)
     throw EKvStorageError(ekvCannotReadObject, ObjectNameOrUnknown(name));
   if (!name.isEmpty() && !TestObject(name)) throw EKvStorageError(ekvCannotReadObject, name);
-  QString read = DictName(ByteAt(FPos + 1));
+  const int number = ByteAt(FPos + 1);
   FPos += 2;
-  return name.isEmpty() ? read : name;
+  return name.isEmpty() ? DictName(number) : name;
 }
 
 void TKvBinStorage::ReadObjectEnd(const QString& name) {
@@ -221,6 +227,14 @@ bool TKvBinStorage::ReadValue(const QString& name, int index, TKvDataType type, 
   return true;
 }
 
+bool TKvBinStorage::PeekValueIndex(int& index) {
+  if (FPos + 2 > FData.size()) return false;
+  uint16_t stored;
+  std::memcpy(&stored, FData.constData() + FPos, 2);
+  index = stored;
+  return true;
+}
+
 int TKvBinStorage::ReadEnum(const QString& name, const QStringList& values, int def) {
   if (FVersion < 5) {
     const int value = ReadInteger(name, def);
@@ -243,7 +257,20 @@ int TKvBinStorage::ReadEnum(const QString& name, const QStringList& values, int 
 
 // ---- writing ----------------------------------------------------------------------------
 
+void TKvBinStorage::GrowOut(size_t count) {
+  FOutCapacity = std::max<size_t>({FOutCapacity * 2, FOutSize + count, 4096});
+  FOut.resize(qsizetype(FOutCapacity));
+  FOutData = FOut.data();
+}
+
 uint16_t TKvBinStorage::NameNumber(const QString& name) {
+  if (const uint16_t* memo = FNameMemo.Find(name)) return *memo;
+  const uint16_t number = NewNameNumber(name);
+  FNameMemo.Put(name, number);
+  return number;
+}
+
+uint16_t TKvBinStorage::NewNameNumber(const QString& name) {
   auto exact = FExact.constFind(name);
   if (exact != FExact.constEnd()) return *exact;
   const QString folded = name.toCaseFolded();
@@ -266,12 +293,12 @@ uint16_t TKvBinStorage::NameNumber(const QString& name) {
 }
 
 void TKvBinStorage::WriteObjectBegin(const QString& name) {
-  FOut.append(char(ObjectBegin));
-  FOut.append(char(NameNumber(name) & 0xFF));
+  const char bytes[2] = {char(ObjectBegin), char(NameNumber(name) & 0xFF)};
+  WriteBytes(bytes, 2);
 }
 
 void TKvBinStorage::WriteObjectEnd(const QString&) {
-  FOut.append(char(ObjectEnd));
+  WriteRaw<uint8_t>(ObjectEnd);
 }
 
 void TKvBinStorage::WriteBoolean(const QString& name, bool value, bool def) {
@@ -309,14 +336,14 @@ void TKvBinStorage::WriteAnsiString(const QString& name, const QByteArray& value
   if (value == def) return;
   WriteName(name);
   WriteRaw<uint32_t>(uint32_t(value.size()));
-  FOut.append(value);
+  WriteBytes(value.constData(), size_t(value.size()));
 }
 
 void TKvBinStorage::WriteWideString(const QString& name, const QString& value, const QString& def) {
   if (value == def) return;
   WriteName(name);
   WriteRaw<uint32_t>(uint32_t(value.size() * 2));
-  FOut.append(reinterpret_cast<const char*>(value.utf16()), value.size() * 2);
+  WriteBytes(value.utf16(), size_t(value.size()) * 2);
 }
 
 void TKvBinStorage::WriteValue(const QString& name, int index, TKvDataType type, const void* fixed,
@@ -329,14 +356,14 @@ void TKvBinStorage::WriteValue(const QString& name, int index, TKvDataType type,
   if (KvDataTypeIsVariable(type)) {
     const QByteArray bytes = var ? *var : QByteArray();
     WriteRaw<uint32_t>(uint32_t(bytes.size()));
-    FOut.append(bytes);
+    WriteBytes(bytes.constData(), size_t(bytes.size()));
   } else if (type == dtBCD || type == dtFmtBCD) {
     const uint8_t* bcd = static_cast<const uint8_t*>(fixed);
     const int len = std::min<int>(bcd[0], BcdMemorySize - 1);
-    FOut.append(char(len));
-    FOut.append(reinterpret_cast<const char*>(bcd + 1), len);
+    WriteRaw<uint8_t>(uint8_t(len));
+    WriteBytes(bcd + 1, size_t(len));
   } else {
-    FOut.append(static_cast<const char*>(fixed), KvDataTypeInlineSize(type));
+    WriteBytes(fixed, size_t(KvDataTypeInlineSize(type)));
   }
 }
 
@@ -351,17 +378,19 @@ void TKvBinStorage::WriteEnum(const QString& name, const QStringList& values, in
 void TKvBinStorage::Close() {
   if (!FDevice) return;
   if (FMode == TKvStorageMode::smWrite) {
-    const uint32_t dictOffset = uint32_t(FOut.size());
+    const uint32_t dictOffset = uint32_t(FOutSize);
     for (const QString& name : FNames) {
       WriteRaw<uint16_t>(uint16_t(name.size() * 2));
-      FOut.append(reinterpret_cast<const char*>(name.utf16()), name.size() * 2);
+      WriteBytes(name.utf16(), size_t(name.size()) * 2);
     }
     const uint16_t version = uint16_t(FVersion);
-    std::memcpy(FOut.data(), Magic, 4);
-    std::memcpy(FOut.data() + 4, &version, 2);
-    std::memcpy(FOut.data() + 8, &dictOffset, 4);
-    const bool complete = FDevice->write(FOut) == qint64(FOut.size());
+    std::memcpy(FOutData, Magic, 4);
+    std::memcpy(FOutData + 4, &version, 2);
+    std::memcpy(FOutData + 8, &dictOffset, 4);
+    const bool complete = FDevice->write(FOutData, qint64(FOutSize)) == qint64(FOutSize);
     FOut.clear();
+    FOutData = nullptr;
+    FOutSize = FOutCapacity = 0;
     FDevice = nullptr;
     if (!complete) throw EKvMemError(QStringLiteral("Stream write error"));
     return;

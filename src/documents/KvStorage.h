@@ -8,7 +8,9 @@
 #include <QIODevice>
 #include <QString>
 #include <QStringList>
+#include <array>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <unordered_map>
@@ -74,6 +76,17 @@ class TKvStorage {
   virtual int64_t GetBookmark() = 0;
   virtual void SetBookmark(int64_t bookmark) = 0;
 
+  // Bytes of the data being read, 0 when unknown: what a document may make the engine
+  // allocate is bounded by it.
+  virtual int64_t DataSize() const { return 0; }
+  // Whether a row version's values are stored under their column index, and the index of the
+  // next one (the position stays); false at the version's end or when values go by name.
+  virtual bool ValuesByIndex() const { return false; }
+  virtual bool PeekValueIndex(int& index) {
+    index = -1;
+    return false;
+  }
+
   QString ReadString(const QString& name, const QString& def) { return ReadWideString(name, def); }
   void WriteString(const QString& name, const QString& value, const QString& def) {
     WriteWideString(name, value, def);
@@ -82,6 +95,35 @@ class TKvStorage {
  protected:
   int FVersion = KvStorageCurrentVersion;
   int FStoreVersion = -1;  // -1: the current version
+};
+
+// A memo of a lookup by property name, keyed on the name's character data: the walk passes
+// the same literals for every row, and a hit costs a compare of two pointers instead of a
+// hash of the text. The entry keeps its own reference to the characters, so a pointer that
+// matches cannot stand for other text.
+template <typename V>
+class TKvNameMemo {
+ public:
+  const V* Find(const QString& name) const {
+    const TEntry& e = FEntries[Slot(name)];
+    return e.Name.constData() == name.constData() && e.Name.size() == name.size() && e.Used
+               ? &e.Value
+               : nullptr;
+  }
+  void Put(const QString& name, V value) { FEntries[Slot(name)] = {name, value, true}; }
+  void Clear() { FEntries = {}; }
+
+ private:
+  struct TEntry {
+    QString Name;
+    V Value{};
+    bool Used = false;
+  };
+  static size_t Slot(const QString& name) {
+    return (reinterpret_cast<uintptr_t>(name.constData()) >> 4) % Size;
+  }
+  static constexpr size_t Size = 251;
+  std::array<TEntry, Size> FEntries;
 };
 
 // The tagged binary format: header, body of named objects, dictionary at the end.
@@ -131,15 +173,24 @@ class TKvBinStorage : public TKvStorage {
 
   int64_t GetBookmark() override { return FPos; }
   void SetBookmark(int64_t bookmark) override { FPos = bookmark; }
+  int64_t DataSize() const override { return FData.size(); }
+  bool ValuesByIndex() const override { return FVersion >= 4; }
+  bool PeekValueIndex(int& index) override;
 
  private:
   // Reading
   uint8_t ByteAt(int64_t pos) const { return uint8_t(FData.constData()[pos]); }
-  void ReadBytes(void* dst, int64_t count);
+  void ReadBytes(void* dst, int64_t count) {
+    if (count < 0 || FPos + count > FData.size()) throw EKvStreamReadError();
+    std::memcpy(dst, FData.constData() + FPos, size_t(count));
+    FPos += count;
+  }
   template <typename T>
   T ReadRaw() {
+    if (FPos + int64_t(sizeof(T)) > FData.size()) throw EKvStreamReadError();
     T v;
-    ReadBytes(&v, sizeof(T));
+    std::memcpy(&v, FData.constData() + FPos, sizeof(T));
+    FPos += sizeof(T);
     return v;
   }
   int GroupOfExpected(const QString& name);
@@ -147,11 +198,19 @@ class TKvBinStorage : public TKvStorage {
   QString DictName(int number) const;
   // Writing
   uint16_t NameNumber(const QString& name);
+  uint16_t NewNameNumber(const QString& name);
   void WriteName(const QString& name) { WriteRaw<uint16_t>(NameNumber(name)); }
   template <typename T>
   void WriteRaw(T v) {
-    FOut.append(reinterpret_cast<const char*>(&v), sizeof(T));
+    WriteBytes(&v, sizeof(T));
   }
+  // The document grows in one buffer, doubled when full; appends are plain copies.
+  void WriteBytes(const void* src, size_t count) {
+    if (FOutSize + count > FOutCapacity) GrowOut(count);
+    std::memcpy(FOutData + FOutSize, src, count);
+    FOutSize += count;
+  }
+  void GrowOut(size_t count);
 
   QIODevice* FDevice = nullptr;
   TKvStorageMode FMode = TKvStorageMode::smRead;
@@ -161,9 +220,13 @@ class TKvBinStorage : public TKvStorage {
   std::vector<QString> FDictNames;
   std::vector<int> FDictGroup;
   QHash<QString, int> FExpectedGroup;
+  TKvNameMemo<int> FExpectedMemo;
   std::unordered_map<uint64_t, int> FEnumCache;
   // Dictionary as written.
   QByteArray FOut;
+  char* FOutData = nullptr;
+  size_t FOutSize = 0, FOutCapacity = 0;
+  TKvNameMemo<uint16_t> FNameMemo;
   QHash<QString, uint16_t> FExact;
   QHash<QString, uint16_t> FFolded;
   std::vector<QString> FNames;

@@ -128,6 +128,7 @@ TDmKvBasic::TDmKvBasic(QObject* owner) : QObject(owner) {
   ExportDialog1.Filter = ExportFilter;
   ExportDialog1.DefaultExt = ".csv";
 
+  ConnectFileActions();
   connect(ActionFileExit, &QAction::triggered, this, &TDmKvBasic::ActionFileExitExecute);
   connect(ActionOptionHelp, &QAction::triggered, this, &TDmKvBasic::ActionOptionHelpExecute);
   connect(ActionOptionAbout, &QAction::triggered, this, &TDmKvBasic::ActionOptionAboutExecute);
@@ -206,15 +207,16 @@ void TDmKvBasic::Log(const QString& msg) {
 }
 
 void TDmKvBasic::RestorePlacement() {
-  QString docs = KvSys_GetPath("COMMONDOCS", false);
-  auto folder = [this, &docs](const char* key) {
-    QString dir = KvFormStorage1->ReadString(key, docs);
+  const QString docs = KvSys_GetPath("COMMONDOCS", false);
+  auto forced = [](const QString& dir) {
     if (!dir.isEmpty() && !QDir(dir).exists()) KvSys_ForceFolder(dir);
-    return dir.isEmpty() || dir.endsWith('/') ? dir : dir + '/';
+    return dir;
   };
-  OpenDialog1.InitialDir = SaveDialog1.InitialDir = folder("FOInDir");
-  FileOpen1->Dialog.InitialDir = FileSaveAs1->Dialog.InitialDir = OpenDialog1.InitialDir;
-  FFile_ExportInitialDir = ExportDialog1.InitialDir = folder("FOExDir");
+  SetFile_ActInitialDir(KvFormStorage1->ReadString("FOInDir", docs));
+  OpenDialog1.InitialDir = SaveDialog1.InitialDir = forced(File_ActInitialDir());
+  QString exportDir = KvFormStorage1->ReadString("FOExDir", docs);
+  if (!exportDir.isEmpty() && !exportDir.endsWith('/')) exportDir += '/';
+  FFile_ExportInitialDir = ExportDialog1.InitialDir = forced(exportDir);
   FileExport1->Dialog.InitialDir = ExportDialog1.InitialDir;
 }
 
@@ -269,40 +271,7 @@ void TDmKvBasic::DoStyleChangedNotify(int Style) {
   if (FOnStyleChangedEvent) FOnStyleChangedEvent(nullptr, Style);
 }
 
-QString TDmKvBasic::File_ActName() const {
-  return FileSaveAs1->Dialog.FileName;
-}
-
-void TDmKvBasic::FileSaveAs1Accept() {
-  QString name = File_ActName();
-  bool bSaved = true;
-  if (FOnFile_SaveEvent) FOnFile_SaveEvent(this, name, bSaved);
-  FSaveFile_Last = name;
-  QString shown = QFileInfo(name).fileName();
-  if (bSaved) {
-    SetIsModified(false);
-    FileSaveAs1->Tag = 0;
-    DoStatusBarNotify("File \"" + shown + "\" saved", true);
-  } else {
-    DoStatusBarNotify("File \"" + shown + "\" NOT saved, please check drive", true);
-  }
-}
-
-void TDmKvBasic::EvFormCloseQuery(QObject*, bool& CanClose) {
-  Log("In EvFormCloseQuery");
-  if (FIsModified) {
-    QString name = QFileInfo(File_ActName()).fileName();
-    int answer = MessageDlg("The actual \"" + name +
-                                "\" document was modified.\r\n\r\nDo you want to save the "
-                                "content before loading ?",
-                            TMsgDlgType::mtConfirmation, mbYesNoCancel);
-    if (answer == mrCancel) {
-      DoStatusBarNotify("File \"" + name + "\" not saved, aborted by user", false);
-      CanClose = false;
-      return;
-    }
-    if (answer == mrYes) FileSaveAs1Accept();
-  }
+void TDmKvBasic::StopTimersAndFlushLog() {
   if (auto timers = FindFirst<TKvTimerList>(FMainForm, "JvTimerList", "JvTimerList1"))
     for (TKvTimer* event : timers->Events) event->SetEnabled(false);
   KvSysHelper().SysLog_Flush();
@@ -377,4 +346,7 @@ void TDmKvBasic::UpdateActions() {
   ActionFileConnected->setEnabled(FOnCheckConnectionEvent && FOnCheckConnectionEvent(this, false));
   for (QAction* a : {ActionPrintSetup, ActionPrintPreview, ActionPrintPrint})
     a->setEnabled(FIsFileLoaded);
+  FileSaveAs1->setEnabled(FileSaveAs1Update());
+  ActionFileNext->setEnabled(ActionFileNextUpdate());
+  ActionFilePrev->setEnabled(ActionFilePrevUpdate());
 }

@@ -115,8 +115,28 @@ class TDmKvBasic : public QObject, public TKvAppServices {
 
   // The document's full path: the name in the save action's dialog.
   QString File_ActName() const;
-  // Saves under the present name without asking; the save event does the work.
+  void SetFile_ActName(const QString& value);
+  // The documents folder, with a trailing '/': the open dialog's initial folder.
+  QString File_ActInitialDir() const;
+  void SetFile_ActInitialDir(const QString& value);
+  // The first free "NewFile<n>.dat" in the documents folder; nothing is created.
+  QString File_NewName_Create() const;
+  void SetLoadSave_Filter(const QString& filter, const QString& defaultExt);
+
+  // The document lifecycle. Load and save are the commander's, through the file events;
+  // their exceptions (a damaged document, an unwritable folder) pass through unchanged.
+  void ActionFileNewExecute();
+  void FileOpen1BeforeExecute();
+  void FileOpen1Accept();
+  void FileSaveAs1BeforeExecute();
   void FileSaveAs1Accept();
+  void FileSaveAs1Cancel();
+  bool FileSaveAs1Update() const;
+  void ActionFileNextExecute();
+  bool ActionFileNextUpdate() const;
+  void ActionFilePrevExecute();
+  bool ActionFilePrevUpdate() const;
+  void Table_Clear();
 
   void ActionFileExitExecute();
   void ActionOptionHelpExecute();
@@ -130,6 +150,12 @@ class TDmKvBasic : public QObject, public TKvAppServices {
   void Print(const TNotifyEvent& first, const TNotifyEvent& handler);
   void RestorePlacement();
   void SavePlacement();
+  void ConnectFileActions();
+  void StopTimersAndFlushLog();
+  // Clears the chart and loads the named document (none: an empty table) into the table.
+  void LoadDocument();
+  // Yes: saved, or answered No. False: stop, the status has said why.
+  bool SaveBeforeLoading(const QString& notLoadedName);
 
   static bool FCreated;
   bool FIsModified = false;

@@ -64,8 +64,7 @@ TDmKv_COM_Commander::TDmKv_COM_Commander(TKvSerialPort* serial, TKvPortList* por
   KvMemTableData.OnSetModified = [] {
     if (TKvAppServices* app = KvAppServices()) app->SetIsModified(true);
   };
-  KvMemTableData.Close();
-  KvMemTableData.CreateDataSet();
+  AttachDocumentHooks();
 
   if (COMManager) {
     COMManager->CheckPorts(99);
@@ -75,6 +74,7 @@ TDmKv_COM_Commander::TDmKv_COM_Commander(TKvSerialPort* serial, TKvPortList* por
 }
 
 TDmKv_COM_Commander::~TDmKv_COM_Commander() {
+  DetachDocumentHooks();
   if (COMManager) COMManager->OnPortAdded = nullptr;
   if (Serial && Serial->Active()) Serial->SetActive(false);
   if (DmKv_COM_Commander == this) DmKv_COM_Commander = nullptr;

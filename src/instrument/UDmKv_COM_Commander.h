@@ -77,6 +77,10 @@ class TDmKv_COM_Commander : public QObject {
   void JvTimerList1Events0Timer();
   void FTimerStatusBarTimer();
   void FTimerCheckConnTimer();
+  // The file events of the application module (clear the chart, load, save).
+  void EvFile_Clear(QObject* Sender, const QString& sFileName);
+  void EvFile_Load(QObject* Sender, QString& sFileName);
+  void EvFile_Save(QObject* Sender, const QString& sFileName, bool& bSaved);
 
   // Properties.
   bool IsConnected() const { return FIsConnected.load(); }
@@ -102,6 +106,9 @@ class TDmKv_COM_Commander : public QObject {
   TKvTimer* FTimerCheckConn;
 
  private:
+  // The table's own file beside the settings, a fresh table, and the file events.
+  void AttachDocumentHooks();
+  void DetachDocumentHooks();
   int DecodeRxLine(int iLen);  // FDataLock held
   int StructuralFailure(const QString& msg);
   void TellConnectionChange(bool bNewPortList);

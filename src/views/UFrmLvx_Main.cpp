@@ -369,6 +369,8 @@ void TFrmKvMain::showEvent(QShowEvent* event) {
 
 void TFrmKvMain::closeEvent(QCloseEvent* event) {
   bool CanClose = true;
+  // A save that throws leaves the window open: the message box reports it, nothing is lost.
+  event->ignore();
   if (DmKvBasic) DmKvBasic->EvFormCloseQuery(this, CanClose);
   if (CanClose)
     event->accept();
