@@ -239,6 +239,7 @@ void TFrmDxChart::FormCreate() {
     DmKv_COM_Commander->OnUpdateDataSet = [this](QObject* s) { EvUpdateDataSet(s); };
     table.OnChartUpdateFromDataset = [this](TKvMemTable& ds) { DoChart_UpdateFromDataset(ds); };
     table.OnChartAfterPost = [this](TKvMemTable& ds, bool r) { EvDatasetAfterPost(ds, r); };
+    table.OnChartClear = [this] { ClearSeries(); };
   }
   if (DmKvBasic) {
     DmKvBasic->FOnPrintSetupEvent = [this](QObject* s) { EvPrintSetup(s); };
@@ -253,6 +254,7 @@ void TFrmDxChart::FormDestroy() {
     DmKv_COM_Commander->OnUpdateDataSet = nullptr;
     DmKv_COM_Commander->KvMemTableData.OnChartUpdateFromDataset = nullptr;
     DmKv_COM_Commander->KvMemTableData.OnChartAfterPost = nullptr;
+    DmKv_COM_Commander->KvMemTableData.OnChartClear = nullptr;
   }
   if (DmKvBasic) {
     DmKvBasic->FOnPrintSetupEvent = nullptr;

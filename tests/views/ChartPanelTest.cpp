@@ -198,3 +198,11 @@ TEST(KvSeriesPoints, SamplingKeepsEachColumnsExtremesAndGaps) {
   points.Add(10.5, 60);
   EXPECT_EQ(points.Value(points.LowerBound(10.5)), 60);
 }
+
+TEST_F(PanelsTest, ANewDocumentEmptiesTheChartThroughTheCommandersClearEvent) {
+  for (int i = 1; i <= 3; ++i) Record(60 + i, i);
+  ASSERT_EQ(LevelPoints().size(), 3u);
+  Commander->EvFile_Clear(DmKvBasic, "NewFile1.dat");
+  EXPECT_TRUE(LevelPoints().empty());
+  EXPECT_EQ(Chart->Series(1).Count(), 0);
+}
