@@ -9,6 +9,7 @@
 #include "KvPortDevices.h"
 #include "KvSerialCommander.h"
 #include "KvSys_Helper.h"
+#include "LvxInstalledLayout.h"
 #include "Serial.h"
 #include "UDmKvBasic.h"
 #include "UDmKvDiagramEditor.h"
@@ -47,6 +48,7 @@ void LvxReader_RegisterViews() {
 
 TLvxProgram::TLvxProgram(TKvPortDeviceSource* devices) {
   KvSysHelper();
+  LvxReader_LocateDataFiles();
   KvGlobal_Initialize();
   DmKvBasic->SetLoadSave_Filter(TDmKvBasic::DataFilter, "dat");
   LvxReader_RegisterViews();

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds everything and runs every test suite, then the sanitizer builds:
-# ThreadSanitizer over the instrument link, AddressSanitizer over the file and stream readers,
-# and a minute of libFuzzer on the document reader.
+# Builds everything and runs every test suite, installs and packages the build, then the
+# sanitizer builds: ThreadSanitizer over the instrument link, AddressSanitizer over the file and
+# stream readers, and a minute of libFuzzer on the document reader.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
@@ -9,6 +9,7 @@ jobs=$(nproc)
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build -j "$jobs"
 ctest --test-dir build --output-on-failure -j "$jobs"
+bash scripts/check-install.sh build
 
 # name, sanitizer, suites
 run_sanitized() {

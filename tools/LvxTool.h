@@ -13,6 +13,8 @@ struct TLvxToolCommand {
   // Commands that build widgets (the diagram engine) run under a GUI application, headless
   // when there is no display.
   bool NeedsGui = false;
+  // What `lvxtool help NAME` prints below the usage line: every option and argument.
+  const char* Help = "";
 };
 
 struct TLvxToolRegistration {

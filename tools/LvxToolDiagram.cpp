@@ -91,5 +91,10 @@ int Diagram(const QStringList& args, QTextStream&, QTextStream& err) {
 
 TLvxToolRegistration reg({"diagram",
                           "diagram convert IN OUT | diagram render [--zoom PERCENT] IN OUT.png",
-                          Diagram, true});
+                          Diagram, true,
+                          "convert: loads a diagram (the text form, or the binary object stream\n"
+                          "when IN begins with TPF0) and saves it by OUT's extension: .dgr the\n"
+                          "text form, anything else the binary stream.\n"
+                          "render: draws the diagram IN into the picture OUT.png.\n\n"
+                          "  --zoom PERCENT  scale of the picture (default 100)\n"});
 }  // namespace

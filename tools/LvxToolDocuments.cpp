@@ -56,5 +56,7 @@ int Dump(const QStringList& args, QTextStream& out, QTextStream& err) {
   return 0;
 }
 
-TLvxToolRegistration reg({"dump", "dump FILE", Dump});
+TLvxToolRegistration reg(
+    {"dump", "dump FILE", Dump, false,
+     "Prints the rows of the document FILE in ascending date and time order as CSV.\n"});
 }  // namespace

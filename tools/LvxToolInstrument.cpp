@@ -204,8 +204,19 @@ int Simulate(const QStringList& args, QTextStream& out, QTextStream& err) {
   return QCoreApplication::exec();
 }
 
-TLvxToolRegistration decodeCommand({"decode", "decode [--memo] [--chunk N] FILE|-", Decode});
-TLvxToolRegistration recordCommand({"record", "record [--date-override YYYY-MM-DD] IN.bin OUT.dat",
-                                    Record});
-TLvxToolRegistration simulateCommand({"simulate", "simulate [--count N]", Simulate});
+TLvxToolRegistration decodeCommand(
+    {"decode", "decode [--memo] [--chunk N] FILE|-", Decode, false,
+     "Feeds a captured byte stream (FILE, or standard input for -) to the decoder as the\n"
+     "serial line would and prints one line per reading.\n\n"
+     "  --memo     print the raw and decoded memo lines and the status texts instead\n"
+     "  --chunk N  bytes per receive event (default 1)\n"});
+TLvxToolRegistration recordCommand(
+    {"record", "record [--date-override YYYY-MM-DD] IN.bin OUT.dat", Record, false,
+     "Records every reading of the captured stream IN.bin that the reader would record and\n"
+     "saves the document as OUT.dat.\n\n"
+     "  --date-override YYYY-MM-DD  record the readings under this date\n"});
+TLvxToolRegistration simulateCommand(
+    {"simulate", "simulate [--count N]", Simulate, false,
+     "Runs the simulated instrument and prints one reading a second.\n\n"
+     "  --count N  stop after N readings (default: run until interrupted)\n"});
 }  // namespace

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QImage>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 namespace {
@@ -172,4 +173,98 @@ TEST_F(LvxToolTest, DiagramBadInputFailsWithTheReadersError) {
   EXPECT_EQ(
       RunTool({"diagram", "convert", Dir.filePath("missing.dgr"), Dir.filePath("o.dgr")}).Code, 1);
   EXPECT_EQ(RunTool({"diagram", "render", "--zoom", "x", "a", "b"}).Code, 2);
+}
+
+// ---- help and options ----
+
+namespace {
+// The commands as the tool's own help lists them: "  lvxtool NAME ..." lines.
+QStringList CommandNames(const QString& help) {
+  QStringList names;
+  for (const QString& line : help.split('\n'))
+    if (line.startsWith("  lvxtool ")) names << line.mid(10).section(' ', 0, 0);
+  names.removeDuplicates();
+  return names;
+}
+
+QStringList OptionsIn(const QString& text) {
+  QStringList options;
+  static const QRegularExpression option("--[a-z][a-z-]*");
+  for (auto it = option.globalMatch(text); it.hasNext();) options << it.next().captured();
+  options.removeDuplicates();
+  return options;
+}
+}  // namespace
+
+TEST_F(LvxToolTest, HelpListsEveryCommandAndExplainsEachOptionItsUsageNames) {
+  const TRun help = RunTool({"--help"});
+  ASSERT_EQ(help.Code, 0);
+  EXPECT_TRUE(help.Err.isEmpty());
+  EXPECT_EQ(RunTool({"-h"}).Out, help.Out);
+  EXPECT_EQ(RunTool({"help"}).Out, help.Out);
+  const QStringList names = CommandNames(help.Out);
+  for (const char* name : {"decode", "record", "dump", "simulate", "diagram"})
+    EXPECT_TRUE(names.contains(name)) << name;
+
+  for (const QString& name : names) {
+    SCOPED_TRACE(name.toStdString());
+    const TRun one = RunTool({"help", name});
+    ASSERT_EQ(one.Code, 0);
+    EXPECT_TRUE(one.Out.startsWith("usage: lvxtool " + name));
+    EXPECT_EQ(RunTool({name, "--help"}).Out, one.Out);
+    // Each option appears in the usage line and once more where it is explained.
+    const QString usage = one.Out.section('\n', 0, 0), rest = one.Out.section('\n', 1);
+    for (const QString& option : OptionsIn(usage))
+      EXPECT_TRUE(rest.contains(option)) << option.toStdString();
+  }
+}
+
+TEST_F(LvxToolTest, UnknownOptionsAndCommandsFailWithOneLineAndExitCodeTwo) {
+  struct Row {
+    QStringList Args;
+    const char* Named;  // what the error line must name
+  } rows[] = {
+      {{"--bogus"}, "'--bogus'"},
+      {{"-x"}, "'-x'"},
+      {{"decode", "--memo", "--bogus", "f"}, "'--bogus'"},
+      {{"record", "--date", "2020-01-01", "a", "b"}, "'--date'"},
+      {{"diagram", "render", "--scale", "2", "a", "b"}, "'--scale'"},
+      {{"help", "nonsense"}, "'nonsense'"},
+      {{"nonsense"}, "'nonsense'"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.Args.join(' ').toStdString());
+    const TRun r = RunTool(row.Args);
+    EXPECT_EQ(r.Code, 2);
+    EXPECT_TRUE(r.Out.isEmpty());
+    EXPECT_EQ(r.Err.count('\n'), 1) << r.Err.toStdString();
+    EXPECT_TRUE(r.Err.contains(row.Named)) << r.Err.toStdString();
+  }
+}
+
+TEST_F(LvxToolTest, StandardInputAndNegativeValuesAreNotTakenForOptions) {
+  QProcess p;
+  p.start(LVXTOOL_PATH, {"decode", "-"});
+  ASSERT_TRUE(p.waitForStarted());
+  p.write(Worked());
+  p.closeWriteChannel();
+  ASSERT_TRUE(p.waitForFinished(60000));
+  EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+  EXPECT_EQ(p.readAllStandardOutput(), "2011-06-15 14:30:05 65.3 dB A SLOW 50-100\n");
+  // A negative count reaches the command, which rejects it with its usage.
+  const TRun negative = RunTool({"simulate", "--count", "-3"});
+  EXPECT_EQ(negative.Code, 2);
+  EXPECT_TRUE(negative.Err.startsWith("usage: lvxtool simulate")) << negative.Err.toStdString();
+}
+
+TEST_F(LvxToolTest, ManualPageDescribesEveryCommandAndOption) {
+  QFile page(LVXTOOL_MAN_PAGE);
+  ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+  // The page escapes hyphens; read it as plain text.
+  const QString text = QString::fromUtf8(page.readAll()).remove('\\').remove("fB").remove("fR");
+  const QString help = RunTool({"--help"}).Out;
+  for (const QString& name : CommandNames(help))
+    EXPECT_TRUE(text.contains(".B " + name)) << name.toStdString();
+  for (const QString& option : OptionsIn(help))
+    EXPECT_TRUE(text.contains(option)) << option.toStdString();
 }

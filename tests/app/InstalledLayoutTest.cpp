@@ -1,0 +1,66 @@
+// The reader started through its own wiring from a build folder and from an installed
+// prefix: either way it must find its skin file and manual.
+#include "../frame/AppModuleFixture.h"
+#include "KvPortDevices.h"
+#include "LvxInstalledLayout.h"
+#include "LvxProgram.h"
+
+namespace {
+class TNoDevices : public TKvPortDeviceSource {
+ public:
+  std::vector<TKvPortDevice> Devices() override { return {}; }
+};
+
+// The redirected program folder stands for PREFIX/bin, so PREFIX/share is its sibling.
+class InstalledLayoutTest : public AppModuleTest {
+ protected:
+  QString Installed(const QString& name) const { return Path("share/lvxreader/" + name); }
+  void Install(const QString& folder) {
+    QDir().mkpath(QFileInfo(folder + "/x").path());
+    WriteFile(folder + "/LvxReader.skin", "[Brevik]\nQWidget { color: #123456; }\n");
+    WriteFile(folder + "/LvxReader.html", "<html>manual</html>");
+  }
+  void StartAndStop() {
+    TNoDevices devices;
+    TLvxProgram program(&devices);
+    Skin = KvGlobalInfo().strSkinFileName;
+    Help = KvApplication().HelpFile;
+    Style = qApp->styleSheet();
+    program.Shutdown();
+  }
+  QString Skin, Help, Style;
+};
+}  // namespace
+
+TEST_F(InstalledLayoutTest, InstalledProgramReadsSkinAndManualFromTheSharedDataFolder) {
+  Install(Path("share/lvxreader"));
+  StartAndStop();
+  EXPECT_EQ(Skin, Installed("LvxReader.skin"));
+  EXPECT_EQ(Help, Installed("LvxReader.html"));
+  EXPECT_TRUE(Style.contains("#123456")) << Style.toStdString();
+}
+
+TEST_F(InstalledLayoutTest, FilesBesideTheExecutableWinOverTheInstalledOnes) {
+  Install(Path("share/lvxreader"));
+  Install(Path("program"));
+  EXPECT_EQ(LvxReader_DataDir(), Path("program"));
+  StartAndStop();
+  EXPECT_EQ(Skin, SkinFile());
+  EXPECT_EQ(Help, Path("program/LvxReader.html"));
+}
+
+TEST_F(InstalledLayoutTest, WithNeitherLayoutTheMissingSkinIsLoggedBesideTheExecutable) {
+  EXPECT_EQ(LvxReader_DataDir(), Path("program"));
+  StartAndStop();
+  EXPECT_EQ(Skin, SkinFile());
+  EXPECT_EQ(Help, Path("program/LvxReader.html"));
+  EXPECT_TRUE(LogLines().join('\n').contains(SkinFile())) << LogLines().join('\n').toStdString();
+}
+
+TEST_F(InstalledLayoutTest, SkinFileChosenBeforeStartIsKept) {
+  Install(Path("share/lvxreader"));
+  KvGlobalInfo().strSkinFileName = Path("own.skin");
+  LvxReader_LocateDataFiles();
+  EXPECT_EQ(KvGlobalInfo().strSkinFileName, Path("own.skin"));
+  EXPECT_EQ(KvGlobalInfo().strAppHelpFile, Installed("LvxReader.html"));
+}
