@@ -13,6 +13,7 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   xvfb xauth
   clang libclang-rt-14-dev
+  poppler-utils
 )
 
 missing=()

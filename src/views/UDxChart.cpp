@@ -245,6 +245,7 @@ void TFrmDxChart::FormCreate() {
     DmKvBasic->FOnPrintPreviewEvent = [this](QObject* s) { EvPrintPreview(s); };
     DmKvBasic->FOnPrintPrintEvent = [this](QObject* s) { EvPrintPrint(s); };
   }
+  if (DmDxPrinting) DmDxPrinting->SetDBChart(DBChart);
 }
 
 void TFrmDxChart::FormDestroy() {
@@ -259,6 +260,7 @@ void TFrmDxChart::FormDestroy() {
     DmKvBasic->FOnPrintPreviewEvent = nullptr;
     DmKvBasic->FOnPrintPrintEvent = nullptr;
   }
+  if (DmDxPrinting) DmDxPrinting->SetDBChart(nullptr);
   FDataSet = nullptr;
   KvLib_FormStorage_FormDestroy(KvFormStorage1);
   delete FMarks;
