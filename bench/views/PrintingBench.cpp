@@ -74,7 +74,12 @@ void BM_TableToPdf(benchmark::State& state) {
   KvDialogs_Install(nullptr);
   KvSysFolders().RedirectTo("");
 }
-BENCHMARK(BM_TableToPdf)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_TableToPdf)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->UseRealTime();
 }  // namespace
 
 int main(int argc, char** argv) {
