@@ -195,8 +195,8 @@ bool TDmDxPrinting::ChooseTarget(TKvReportLink& link, QPrinter& printer) {
 
 bool TDmDxPrinting::PaintReport(TKvReportLink& link, QPrinter& printer,
                                 const TKvReportProgress& progress) {
+  // The page comes from the frame; a dialog may have changed it since, for this print only.
   printer.setDocName(FPrintTitle.isEmpty() ? link.ReportCaption : FPrintTitle);
-  printer.setPageLayout(link.Page.Layout());
   QCPPainter painter;
   if (!painter.begin(&printer)) {
     const QString target =
