@@ -11,6 +11,7 @@
 #include "KvSys_Helper.h"
 #include "LvxInstalledLayout.h"
 #include "Serial.h"
+#include "UDmDxPrinting.h"
 #include "UDmKvBasic.h"
 #include "UDmKvDiagramEditor.h"
 #include "UDmKvProjectInfo.h"
@@ -52,12 +53,14 @@ TLvxProgram::TLvxProgram(TKvPortDeviceSource* devices) {
   KvGlobal_Initialize();
   DmKvBasic->SetLoadSave_Filter(TDmKvBasic::DataFilter, "dat");
   LvxReader_RegisterViews();
-  // The printing module would follow the diagram editor; the program has none yet.
   FDiagramEditor = std::make_unique<TDmKvDiagramEditor>();
+  FPrinting = std::make_unique<TDmDxPrinting>();
   FPorts = std::make_unique<TKvPortEngine>(devices);
   FCommander = std::make_unique<TDmKv_COM_Commander>(FPorts->Serial(), FPorts->Ports());
   FPorts->Attach(*FCommander);
   FMain = std::make_unique<TFrmKvMain>();
+  // The print actions print what the user looks at: the chart from its tab, else the table.
+  FMain->OnReportLinkSelect = [this](int link) { FPrinting->SelectLink(link); };
 }
 
 TLvxProgram::~TLvxProgram() {
@@ -72,9 +75,11 @@ int TLvxProgram::Run(QApplication& app) {
 void TLvxProgram::Shutdown() {
   if (!FPorts) return;
   FPorts->Serial()->SetActive(false);
+  FMain->OnReportLinkSelect = nullptr;
   FMain.reset();
   FCommander.reset();
   FPorts.reset();
+  FPrinting.reset();
   FDiagramEditor.reset();
   KvViewMakers() = TKvViewMakers();
   KvBase_CreateSplash(false);

@@ -6,6 +6,7 @@
 #include <memory>
 
 class QApplication;
+class TDmDxPrinting;
 class TDmKvDiagramEditor;
 class TDmKv_COM_Commander;
 class TFrmKvMain;
@@ -26,6 +27,7 @@ class TLvxProgram {
 
   TFrmKvMain& Main() { return *FMain; }
   TDmKv_COM_Commander& Commander() { return *FCommander; }
+  TDmDxPrinting& Printing() { return *FPrinting; }
 
   // Shows the main window and runs the message loop until the program ends.
   int Run(QApplication& app);
@@ -35,6 +37,7 @@ class TLvxProgram {
 
  private:
   std::unique_ptr<TDmKvDiagramEditor> FDiagramEditor;
+  std::unique_ptr<TDmDxPrinting> FPrinting;
   std::unique_ptr<TKvPortEngine> FPorts;
   std::unique_ptr<TDmKv_COM_Commander> FCommander;
   std::unique_ptr<TFrmKvMain> FMain;

@@ -14,6 +14,7 @@ packages=(
   xvfb xauth
   clang libclang-rt-14-dev
   desktop-file-utils appstream dpkg-dev file
+  poppler-utils
 )
 
 missing=()

@@ -3,6 +3,11 @@
 #include <QApplication>
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QPageSetupDialog>
+#include <QPrintDialog>
+#include <QPrintPreviewDialog>
+#include <QPrinter>
+#include <QPrinterInfo>
 
 namespace {
 class TKvRealDialogs : public TKvDialogs {
@@ -41,6 +46,30 @@ class TKvRealDialogs : public TKvDialogs {
   bool OpenFileDialog(TKvFileDialogRequest& r) override { return Run(r, QFileDialog::AcceptOpen); }
   bool SaveFileDialog(TKvFileDialogRequest& r) override { return Run(r, QFileDialog::AcceptSave); }
 
+  QStringList PrinterNames() override { return QPrinterInfo::availablePrinterNames(); }
+  bool PageSetupDialog(TKvPrintRequest& r) override {
+    QPageSetupDialog dlg(r.Printer, QApplication::activeWindow());
+    return dlg.exec() == QDialog::Accepted;
+  }
+  bool PrintDialog(TKvPrintRequest& r) override {
+    QPrintDialog dlg(r.Printer, QApplication::activeWindow());
+    dlg.setWindowTitle(r.Title);
+    if (dlg.exec() != QDialog::Accepted) return false;
+    r.PrinterName =
+        r.Printer->outputFormat() == QPrinter::NativeFormat ? r.Printer->printerName() : QString();
+    return true;
+  }
+  bool PrintPreviewDialog(TKvPrintRequest& r) override {
+    QPrintPreviewDialog dlg(r.Printer, QApplication::activeWindow());
+    dlg.setWindowTitle(r.Title);
+    if (!r.Geometry.isEmpty()) dlg.restoreGeometry(r.Geometry);
+    QObject::connect(&dlg, &QPrintPreviewDialog::paintRequested, &dlg,
+                     [&r](QPrinter* printer) { r.Paint(*printer); });
+    const bool accepted = dlg.exec() == QDialog::Accepted;
+    r.Geometry = dlg.saveGeometry();
+    return accepted;
+  }
+
  private:
   static bool Run(TKvFileDialogRequest& r, QFileDialog::AcceptMode mode) {
     QFileDialog dlg(QApplication::activeWindow(), r.Title, r.InitialDir);
@@ -65,6 +94,19 @@ class TKvRealDialogs : public TKvDialogs {
 TKvRealDialogs gRealDialogs;
 TKvDialogs* gDialogs = &gRealDialogs;
 }  // namespace
+
+QStringList TKvDialogs::PrinterNames() {
+  return {};
+}
+bool TKvDialogs::PageSetupDialog(TKvPrintRequest&) {
+  return false;
+}
+bool TKvDialogs::PrintDialog(TKvPrintRequest&) {
+  return false;
+}
+bool TKvDialogs::PrintPreviewDialog(TKvPrintRequest&) {
+  return false;
+}
 
 TKvDialogs& KvDialogs() {
   return *gDialogs;

@@ -1,8 +1,12 @@
 #pragma once
 // Every modal question and file dialog of the program goes through one service, so that
 // tests can script the answers and check the texts.
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
+#include <functional>
+
+class QPrinter;
 
 enum class TMsgDlgType { mtWarning, mtError, mtInformation, mtConfirmation, mtCustom };
 
@@ -41,6 +45,18 @@ struct TKvFileDialogRequest {
   QString FileName;
 };
 
+// A page setup, print or preview dialog over one printer. The dialog changes the printer's
+// page, its target (a named printer or a PDF file) and copies; Paint draws the pages for the
+// preview. PrinterName carries the chosen printer in and out (empty: a file or none);
+// Geometry the preview window's placement (empty: the default).
+struct TKvPrintRequest {
+  QString Title;
+  QPrinter* Printer = nullptr;
+  QString PrinterName;
+  std::function<void(QPrinter&)> Paint;
+  QByteArray Geometry;
+};
+
 class TKvDialogs {
  public:
   virtual ~TKvDialogs() = default;
@@ -48,6 +64,12 @@ class TKvDialogs {
   // True and the chosen name in request.FileName when the user confirmed.
   virtual bool OpenFileDialog(TKvFileDialogRequest& request) = 0;
   virtual bool SaveFileDialog(TKvFileDialogRequest& request) = 0;
+  // The system's printers; empty on a machine without any.
+  virtual QStringList PrinterNames();
+  // True when the user confirmed. Services without printing dialogs cancel.
+  virtual bool PageSetupDialog(TKvPrintRequest& request);
+  virtual bool PrintDialog(TKvPrintRequest& request);
+  virtual bool PrintPreviewDialog(TKvPrintRequest& request);
 };
 
 // The service in use: real dialogs unless a test installed a scripted one.

@@ -4,10 +4,14 @@
 // sets DmDxPrinting while it exists; panels test it before they print.
 #include <QString>
 
+class QCustomPlot;
+
 class TKvReportPrinting {
  public:
   virtual ~TKvReportPrinting() = default;
   virtual int CurrentLinkIndex() const = 0;
+  // The chart panel hands its chart over when it is made and takes it back when it goes.
+  virtual void SetDBChart(QCustomPlot* chart) = 0;
   virtual void SetPdfFileName(const QString& fileName) = 0;  // of the current link
   virtual void SetPrintTitle(const QString& title) = 0;
   virtual void PrinterSetup(int link) = 0;

@@ -246,6 +246,7 @@ void TFrmDxChart::FormCreate() {
     DmKvBasic->FOnPrintPreviewEvent = [this](QObject* s) { EvPrintPreview(s); };
     DmKvBasic->FOnPrintPrintEvent = [this](QObject* s) { EvPrintPrint(s); };
   }
+  if (DmDxPrinting) DmDxPrinting->SetDBChart(DBChart);
 }
 
 void TFrmDxChart::FormDestroy() {
@@ -261,6 +262,7 @@ void TFrmDxChart::FormDestroy() {
     DmKvBasic->FOnPrintPreviewEvent = nullptr;
     DmKvBasic->FOnPrintPrintEvent = nullptr;
   }
+  if (DmDxPrinting) DmDxPrinting->SetDBChart(nullptr);
   FDataSet = nullptr;
   KvLib_FormStorage_FormDestroy(KvFormStorage1);
   delete FMarks;

@@ -22,6 +22,17 @@ bool TScriptedDialogs::File(TKvFileDialogRequest& request) {
   return true;
 }
 
+bool TScriptedDialogs::Print(const QString& kind, TKvPrintRequest& request) {
+  PrintRequests.emplace_back(kind, request);
+  bool confirmed = true;
+  if (!PrintAnswers.empty()) {
+    confirmed = PrintAnswers.front();
+    PrintAnswers.pop_front();
+  }
+  if (confirmed && OnPrintDialog) OnPrintDialog(kind, request);
+  return confirmed;
+}
+
 TKvLocale PinnedTestLocale() {
   TKvLocale l;
   l.DecimalSeparator = '.';

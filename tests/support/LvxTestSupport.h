@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 #include <deque>
+#include <functional>
 
 #include "KvClock.h"
 #include "KvDialogs.h"
@@ -24,12 +25,25 @@ class TScriptedDialogs : public TKvDialogs {
   std::deque<QString> FileAnswers;  // empty string = cancelled
   std::vector<TKvFileDialogRequest> FileRequests;
 
+  // Printing: the system's printers, the kind of each print dialog shown ("setup", "print",
+  // "preview") with the request it got, the answers (default: confirm) and what the user
+  // does in a confirmed dialog.
+  QStringList Printers;
+  std::vector<std::pair<QString, TKvPrintRequest>> PrintRequests;
+  std::deque<bool> PrintAnswers;
+  std::function<void(const QString& kind, TKvPrintRequest&)> OnPrintDialog;
+
   int MessageDlg(const QString& msg, TMsgDlgType type, int buttons) override;
+  QStringList PrinterNames() override { return Printers; }
+  bool PageSetupDialog(TKvPrintRequest& request) override { return Print("setup", request); }
+  bool PrintDialog(TKvPrintRequest& request) override { return Print("print", request); }
+  bool PrintPreviewDialog(TKvPrintRequest& request) override { return Print("preview", request); }
   bool OpenFileDialog(TKvFileDialogRequest& request) override { return File(request); }
   bool SaveFileDialog(TKvFileDialogRequest& request) override { return File(request); }
 
  private:
   bool File(TKvFileDialogRequest& request);
+  bool Print(const QString& kind, TKvPrintRequest& request);
 };
 
 // Pins a locale with '.' decimal, "dd.mm.yyyy" and "hh:nn:ss".

@@ -1,0 +1,298 @@
+// Printing as the shipped program wires it: the module in the start order, the tab rule that
+// picks the link, the frame of the three operations with its files and the stored printer,
+// and the reports themselves, read back from the PDFs they make. The dialogs are scripted;
+// everything else (printer, PDF writer, files) is real.
+#include <QHeaderView>
+#include <QLabel>
+#include <QPrinter>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QStatusBar>
+#include <QTableView>
+
+#include "../frame/AppModuleFixture.h"
+#include "KvPortDevices.h"
+#include "KvStdActns.h"
+#include "LvxProgram.h"
+#include "UDmDxPrinting.h"
+#include "UDmKv_COM_Commander.h"
+#include "UDxChart.h"
+#include "UDxTable.h"
+#include "UFrmLvx_Main.h"
+
+namespace {
+class TNoDevices : public TKvPortDeviceSource {
+ public:
+  std::vector<TKvPortDevice> Devices() override { return {}; }
+};
+
+// The text of a PDF, one entry per page; a copy goes to LVX_VIEWS_SHOTS for a person to see.
+QStringList PdfPages(const QString& file) {
+  if (qEnvironmentVariableIsSet("LVX_VIEWS_SHOTS"))
+    QFile::copy(file, qEnvironmentVariable("LVX_VIEWS_SHOTS") + '/' + QFileInfo(file).fileName());
+  QProcess p;
+  p.start("pdftotext", {"-layout", file, "-"});
+  p.waitForFinished(60000);
+  QStringList pages = QString::fromUtf8(p.readAllStandardOutput()).split('\f');
+  if (!pages.isEmpty() && pages.last().trimmed().isEmpty()) pages.removeLast();
+  return pages;
+}
+}  // namespace
+
+class PrintingTest : public AppModuleTest {
+ protected:
+  void SetUp() override {
+    AppModuleTest::SetUp();
+    WriteFile(SkinFile(), "[Brevik]\nQWidget {}\n");
+    Program = std::make_unique<TLvxProgram>(&Devices);
+    Program->Main().show();
+    Table = dynamic_cast<TFrmDxTable*>(FrmDxTable);
+    ASSERT_NE(Table, nullptr);
+  }
+  void TearDown() override {
+    Program.reset();
+    AppModuleTest::TearDown();
+  }
+  // Rows at 23 Nov 2026 10:00:00 plus one second each, the level rising by 0.1 dB.
+  void AddRows(int count) {
+    for (int i = 0; i < count; ++i) {
+      TKvUniqueData d;
+      d.bValid = d.bConnected = true;
+      d.dVal = 50 + i * 0.1;
+      d.dLo = 50;
+      d.dHi = 100;
+      d.dtDate = EncodeDate(2026, 11, 23);
+      d.dtTime = EncodeTime(10, (i / 60) % 60, i % 60, 0) + (i / 3600) / 24.0;
+      Program->Commander().AddData(d);
+    }
+  }
+  void ShowTab(int tab) { Program->Main().dxLayoutControl1GroupMain->setCurrentIndex(tab); }
+  TDmDxPrinting& Printing() { return Program->Printing(); }
+  QString StatusText() const {
+    auto panels = Program->Main().dxStatusBar->findChildren<QLabel*>(Qt::FindDirectChildrenOnly);
+    return panels.isEmpty() ? QString() : panels.first()->text();
+  }
+  QString UserFile(const QString& name) const {
+    return Path("userappdata/Brevik/LvxReader/" + name);
+  }
+  QString StoredPrinter() const { return DmKvBasic->KvFormStorage1->ReadString("PrnName", ""); }
+  int DataColumn(const QString& caption) const {
+    auto* model = Table->cxGridTableDBTableView2->model();
+    for (int c = 0; c < model->columnCount(); ++c)
+      if (model->headerData(c, Qt::Horizontal, Qt::DisplayRole).toString() == caption) return c;
+    return -1;
+  }
+  QString GridCell(int row, int column) const {
+    auto* model = Table->cxGridTableDBTableView2->model();
+    return model->data(model->index(row, column), Qt::DisplayRole).toString();
+  }
+  // Answers the no-printer save dialog with a PDF in the test folder and prints.
+  QString PrintToPdf(const QString& name) {
+    const QString pdf = Path(name);
+    Dialogs.FileAnswers.push_back(pdf);
+    Printing().PrintPrint(0);
+    return pdf;
+  }
+  // What a user does in a print or preview dialog: send the report to a PDF file.
+  void DialogsPrintTo(const QString& pdf) {
+    Dialogs.OnPrintDialog = [pdf](const QString& kind, TKvPrintRequest& r) {
+      r.Printer->setOutputFormat(QPrinter::PdfFormat);
+      r.Printer->setOutputFileName(pdf);
+      if (kind == "preview") r.Paint(*r.Printer);
+    };
+  }
+
+  TNoDevices Devices;
+  std::unique_ptr<TLvxProgram> Program;
+  TFrmDxTable* Table = nullptr;
+};
+
+TEST_F(PrintingTest, TheModuleStartsWithTheProgramAndTheTabsPickTheLink) {
+  EXPECT_EQ(DmDxPrinting, &Printing());
+  EXPECT_EQ(Printing().dxComponentPrinter1Link_DBChart.CenterTitle, "Phonara Reader chart:");
+  EXPECT_EQ(Printing().dxComponentPrinter1Link_DB_Table.CenterTitle, "Phonara Reader table:");
+  EXPECT_EQ(Printing().dxComponentPrinter1Link_DBChart.Chart,
+            dynamic_cast<TFrmDxChart*>(FrmDxChart)->DBChart);
+
+  ShowTab(TFrmKvMain::TabChart);
+  EXPECT_EQ(Printing().CurrentLinkIndex(), 0);
+  EXPECT_TRUE(Printing().dxComponentPrinter1Link_DBChart.Active);
+  EXPECT_FALSE(Printing().dxComponentPrinter1Link_DB_Table.Active);
+  ShowTab(TFrmKvMain::TabDisplay);  // the table is printed from the display's tab too
+  EXPECT_EQ(Printing().CurrentLinkIndex(), 1);
+  EXPECT_FALSE(Printing().dxComponentPrinter1Link_DBChart.Active);
+  EXPECT_TRUE(Printing().dxComponentPrinter1Link_DB_Table.Active);
+
+  TDmDxPrinting second;
+  EXPECT_EQ(DmDxPrinting, &Printing());
+  ASSERT_FALSE(Dialogs.Messages.empty());
+  EXPECT_EQ(Dialogs.Messages.back().Text, "DmKvBasic: Module already loaded");
+}
+
+TEST_F(PrintingTest, ALinkNumberBeyondTheLinksOnlyTellsTheStatusBar) {
+  for (auto op :
+       {&TDmDxPrinting::PrinterSetup, &TDmDxPrinting::PrintPreview, &TDmDxPrinting::PrintPrint}) {
+    (Printing().*op)(3);
+    EXPECT_EQ(StatusText(), "Print preview link not available");
+  }
+  EXPECT_TRUE(Dialogs.PrintRequests.empty());
+  EXPECT_TRUE(Dialogs.FileRequests.empty());
+  EXPECT_FALSE(QFile::exists(UserFile("LvxReader_Link2.prn")));
+}
+
+// The print action from the table's tab, with no printer on the machine: a PDF named after
+// the document, every filtered row once in the grid's order, captions and titles per page.
+TEST_F(PrintingTest, TheTablePrintsItsFilteredRowsAsAPaginatedPdf) {
+  AddRows(300);
+  TKvFilterCondition above{TKvFilterOp::GreaterOrEqual, 60, "60"};
+  Table->SetColumnFilter("Y", above);  // rows 100..299 pass
+  QTableView* grid = Table->cxGridTableDBTableView2;
+  grid->horizontalHeader()->hideSection(DataColumn("RangeMin"));
+  ShowTab(TFrmKvMain::TabDataTable);
+  DmKvBasic->FileSaveAs1->Dialog.FileName = Path("Noise_07.dat");
+  DmKvBasic->SetIsFileLoaded(true);
+  const QString pdf = Path("report.pdf");
+  Dialogs.FileAnswers.push_back(pdf);
+  DmKvBasic->ActionPrintPrint->trigger();
+
+  ASSERT_EQ(Dialogs.FileRequests.size(), 1u);
+  EXPECT_EQ(Dialogs.FileRequests[0].FileName, Path("Noise_07.pdf"));
+  const QStringList pages = PdfPages(pdf);
+  ASSERT_GE(pages.size(), 3);
+  QString all;
+  for (int i = 0; i < pages.size(); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_TRUE(pages[i].contains("Phonara Reader table:"));
+    EXPECT_TRUE(pages[i].contains("Level [dB]"));
+    EXPECT_TRUE(pages[i].contains("RangeMax"));
+    EXPECT_FALSE(pages[i].contains("RangeMin"));
+    EXPECT_TRUE(pages[i].contains(QString("Page %1 of %2").arg(i + 1).arg(pages.size())));
+    EXPECT_TRUE(pages[i].contains("Noise_07.dat"));
+    all += pages[i];
+  }
+  const int rows = Table->cxGridTableDBTableView2->model()->rowCount();
+  ASSERT_EQ(rows, 200);
+  qsizetype at = 0;
+  for (int r = 0; r < rows; ++r) {
+    const qsizetype next = all.indexOf(GridCell(r, 1), at);  // the time column, newest first
+    ASSERT_GT(next, at) << "row " << r << " " << GridCell(r, 1).toStdString();
+    at = next;
+  }
+  EXPECT_FALSE(all.contains("10:01:39"));  // row 99 did not pass the filter
+  EXPECT_TRUE(StatusText().contains("pages/s"));
+  EXPECT_TRUE(QFile::exists(UserFile("LvxReader_Link1.prn")));
+}
+
+TEST_F(PrintingTest, APageSetupIsStoredEvenWhenPrintingIsCancelledAndUsedNextTime) {
+  AddRows(10);
+  ShowTab(TFrmKvMain::TabDataTable);
+  Dialogs.OnPrintDialog = [](const QString&, TKvPrintRequest& r) {
+    r.Printer->setPageOrientation(QPageLayout::Landscape);
+  };
+  Printing().PrinterSetup(0);
+  Dialogs.OnPrintDialog = nullptr;
+  Printing().PrintPrint(0);  // the PDF's save dialog is cancelled
+  ASSERT_TRUE(QFile::exists(UserFile("LvxReader_Link1.prn")));
+
+  Printing().dxComponentPrinter1Link_DB_Table.Page = TKvReportPage();  // portrait again
+  const QString pdf = PrintToPdf("landscape.pdf");
+  QProcess info;
+  info.start("pdfinfo", {pdf});
+  info.waitForFinished(60000);
+  const QString text = QString::fromUtf8(info.readAllStandardOutput());
+  EXPECT_TRUE(text.contains(QRegularExpression("Page size: +84[12](\\.\\d+)? x 595")))
+      << text.toStdString();  // A4 across
+}
+
+TEST_F(PrintingTest, DamagedPageFilesFallBackToTheDefaults) {
+  AddRows(5);
+  ShowTab(TFrmKvMain::TabChart);
+  WriteFile(UserFile("LvxReader_Link0.prn"), "[PrinterPage]\nPaper=9999\nOrientation=x\n");
+  WriteFile(UserFile("LvxReader_Link0.pre"), QByteArray("\0\xff\x01garbage", 10));
+  DialogsPrintTo(Path("chart.pdf"));
+  Printing().PrintPreview(0);
+  EXPECT_EQ(PdfPages(Path("chart.pdf")).size(), 1);
+  TKvReportPage reread;
+  EXPECT_TRUE(reread.LoadFromFile(UserFile("LvxReader_Link0.prn")));
+  EXPECT_EQ(reread.Orientation, QPageLayout::Landscape);
+  EXPECT_DOUBLE_EQ(reread.Margins.left(), 12.7);
+}
+
+// The chart is the chart engine's own vector drawing, not a picture of the screen.
+TEST_F(PrintingTest, TheChartPreviewsAsVectorsAndKeepsThePreviewWindowsPlace) {
+  AddRows(400);
+  ShowTab(TFrmKvMain::TabChart);
+  DialogsPrintTo(Path("chart_400.pdf"));
+  Dialogs.OnPrintDialog = [inner = Dialogs.OnPrintDialog](const QString& kind, TKvPrintRequest& r) {
+    inner(kind, r);
+    r.Geometry = "placed";
+  };
+  Printing().PrintPreview(0);
+  const QStringList pages = PdfPages(Path("chart_400.pdf"));
+  ASSERT_EQ(pages.size(), 1);
+  EXPECT_TRUE(pages[0].contains("Phonara Reader chart:"));
+  EXPECT_TRUE(pages[0].contains("Level [dB]"));
+  QFile raw(Path("chart_400.pdf"));
+  ASSERT_TRUE(raw.open(QIODevice::ReadOnly));
+  EXPECT_FALSE(raw.readAll().contains("/Subtype /Image"));
+
+  Printing().PrintPreview(0);
+  ASSERT_EQ(Dialogs.PrintRequests.size(), 2u);
+  EXPECT_TRUE(Dialogs.PrintRequests[0].second.Geometry.isEmpty());
+  EXPECT_EQ(Dialogs.PrintRequests[1].second.Geometry, "placed");
+  EXPECT_TRUE(QFile::exists(UserFile("LvxReader_Link0.pre")));
+}
+
+TEST_F(PrintingTest, TheContainerLinkPrintsTheChartPanelOnOnePage) {
+  AddRows(50);
+  ShowTab(TFrmKvMain::TabChart);
+  Printing().SetCurrentLink(2);
+  const QString pdf = PrintToPdf("panel.pdf");
+  const QStringList pages = PdfPages(pdf);
+  ASSERT_EQ(pages.size(), 1);
+  EXPECT_TRUE(pages[0].contains("Autoscale") || pages[0].contains("Line chart panel"));
+}
+
+// The printer follows the last use of any link; one that has gone is ignored and stays stored
+// until another is used.
+TEST_F(PrintingTest, TheStoredPrinterIsOfferedWhileItExists) {
+  Dialogs.Printers = {"Office", "Lab"};
+  ShowTab(TFrmKvMain::TabDataTable);
+  DialogsPrintTo(Path("a.pdf"));
+  Dialogs.OnPrintDialog = [inner = Dialogs.OnPrintDialog](const QString& kind, TKvPrintRequest& r) {
+    inner(kind, r);
+    r.PrinterName = "Lab";
+  };
+  Printing().PrintPrint(0);
+  EXPECT_EQ(StoredPrinter(), "Lab");
+
+  DmKvBasic->KvFormStorage1->WriteString("PrnName", "Office");
+  Dialogs.OnPrintDialog = nullptr;
+  Dialogs.PrintAnswers = {false};
+  Printing().PrintPrint(0);
+  EXPECT_EQ(Dialogs.PrintRequests.back().second.PrinterName, "Office");
+  EXPECT_EQ(StoredPrinter(), "Office");
+
+  DmKvBasic->KvFormStorage1->WriteString("PrnName", "Gone");
+  Dialogs.Printers = {"Office"};
+  Program->Main().dxLayoutControl1GroupMain->setCurrentIndex(TFrmKvMain::TabChart);
+  Dialogs.PrintAnswers = {false};
+  Printing().PrintPrint(0);
+  EXPECT_NE(Dialogs.PrintRequests.back().second.PrinterName, "Gone");
+}
+
+TEST_F(PrintingTest, AnUnwritablePdfAndACancelAreReported) {
+  AddRows(400);
+  ShowTab(TFrmKvMain::TabDataTable);
+  PrintToPdf("no/such/folder/x.pdf");
+  ASSERT_FALSE(Dialogs.Messages.empty());
+  EXPECT_EQ(Dialogs.Messages.back().Text,
+            "The report could not be printed to \"" + Path("no/such/folder/x.pdf") + "\".");
+
+  int seen = 0;
+  Printing().OnProgress = [&seen](int done, int) { return ++seen, done < 2; };
+  PrintToPdf("cancelled.pdf");
+  EXPECT_EQ(seen, 2);
+  EXPECT_EQ(StatusText(), "Printing cancelled");
+}
