@@ -363,6 +363,7 @@ void TDmKvBasic::ActionOptionAboutExecute() {
       FrmKvAbout->show();
     } else {
       FrmKvAbout->AsAbout();
+      FrmKvAbout->UpdateAboutScreen();
       FrmKvAbout->exec();
     }
   }
