@@ -173,7 +173,8 @@ void TFrmKvAbout::ApplyFace(int tab, bool progress, bool log, bool captioned,
   setWindowTitle(caption);
   cxPageControl->setCurrentIndex(tab);
   cxHyperLinkEdit->setVisible(tab == TabAbout);
-  resize(sizeHint().expandedTo(QSize(420, 300)));
+  // The splash is as large as its picture; the about and log faces leave room for the text.
+  resize(sizeHint().expandedTo(tab == TabSplash ? QSize(560, 300) : QSize(560, 560)));
   if (log) (*JvTimerList1)[1]->SetEnabled(true);
 }
 
