@@ -2,8 +2,7 @@
 #include <QApplication>
 #include <exception>
 
-#include "KvDialogs.h"
-#include "KvSys_Helper.h"
+#include "KvLib.h"
 #include "LvxProgram.h"
 
 namespace {

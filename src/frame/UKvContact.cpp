@@ -117,6 +117,7 @@ TFormKvContact::TFormKvContact(QWidget* owner) : QDialog(owner) {
 }
 
 TFormKvContact::~TFormKvContact() {
+  if (MailService->IsBusy()) KvSysHelper().Cursor_ReleaseOne();
   if (FormKvContact == this) FormKvContact = nullptr;
 }
 
