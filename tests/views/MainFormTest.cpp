@@ -81,7 +81,6 @@ TEST_F(MainFormTest, CreateRegistersListenersAndFontsAndDestroyTakesThemBack) {
 }
 
 TEST_F(MainFormTest, ReadingsWithin50msGiveOneMemoInsertNewestOnTop) {
-  RegisterNotingViews();
   ShowMain();
   Deliver(61.5);
   EXPECT_TRUE(DisplayEventOn());
@@ -260,7 +259,6 @@ TEST(KvDateTimeText, ReadsWhatItWritesAndRefusesOtherFormats) {
 }
 
 TEST_F(MainFormTest, SimulationFillsTheMemoOnceASecondWithTheJanuaryDate) {
-  RegisterNotingViews();
   ShowMain();
   QComboBox* ports = FrmLvx_Connect->cxComboBoxCOM;
   ports->setCurrentIndex(ports->findText("Simulation"));
