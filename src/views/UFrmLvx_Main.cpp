@@ -400,8 +400,8 @@ TKvUniqueData TFrmKvMain::DataCopy() const {
 
 void TFrmKvMain::JvTimerList1Events3Timer() {
   (*JvTimerList1)[DisplayEvent]->SetEnabled(false);
-  // Readings before the panels are docked stay in the copy and go no further.
-  if (!FPanelsDocked) return;
+  // Readings before the display is docked stay in the copy and go no further.
+  if (!FrmDxLvxDisplay) return;
   TKvUniqueData data;
   QString text;
   {
@@ -529,7 +529,6 @@ void TFrmKvMain::CreatePanels() {
   FrmDxTable = DockView<TKvTableView>(makers.Table, cxGroupBoxDataTable);
   FrmDxChart = DockView<TKvChartView>(makers.Chart, cxGroupBox_Chart);
   FrmDxLvxDisplay = DockView<TKvDisplayView>(makers.Display, cxGroupBoxDisplay);
-  FPanelsDocked = true;
 }
 
 void TFrmKvMain::SetupChannels() {

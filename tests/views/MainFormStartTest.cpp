@@ -102,6 +102,18 @@ TEST_F(MainFormTest, AStoredDateThatCannotBeReadIsReportedAndTheWindowStillAssem
   KvLocale_Pin(PinnedTestLocale());
 }
 
+TEST_F(MainFormTest, NothingGoesOnToTheViewsBeforeTheDisplayIsDocked) {
+  RegisterNotingViews();
+  KvViewMakers().Display = nullptr;
+  ShowMain();
+  Commander->SetIsRecording(true);
+  Deliver(70);
+  Clock.Advance(50);
+  EXPECT_TRUE(MemoLines().isEmpty());
+  EXPECT_TRUE(Calls.filter("AddData").isEmpty());
+  EXPECT_EQ(Main->DataCopy().dVal, 70);
+}
+
 TEST_F(MainFormTest, TheSkinComboIsOfferedOnlyWhereTheProductAllowsSkinChanges) {
   for (bool allowed : {false, true}) {
     SCOPED_TRACE(allowed);
