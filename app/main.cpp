@@ -2,8 +2,7 @@
 #include <QApplication>
 #include <exception>
 
-#include "KvDialogs.h"
-#include "KvSys_Helper.h"
+#include "KvLib.h"
 #include "LvxProgram.h"
 
 namespace {
@@ -18,17 +17,11 @@ class TKvApplication : public QApplication {
     try {
       return QApplication::notify(receiver, event);
     } catch (const std::exception& e) {
-      ShowException(QString::fromUtf8(e.what()));
+      KvApplication_HandleException(QString::fromUtf8(e.what()));
     } catch (...) {
-      ShowException("Unknown exception");
+      KvApplication_HandleException("Unknown exception");
     }
     return false;
-  }
-
- private:
-  static void ShowException(const QString& text) {
-    KvSysHelper().SysLog_Add(nullptr, "Exception", text);
-    MessageDlg(text, TMsgDlgType::mtError, mbOK);
   }
 };
 

@@ -11,7 +11,7 @@ packages=(
   fonts-dseg fonts-dejavu-core
   libudev-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
-  xvfb xauth
+  xvfb xauth xdotool
   clang libclang-rt-14-dev
   desktop-file-utils appstream dpkg-dev file
   poppler-utils

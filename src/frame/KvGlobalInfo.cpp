@@ -31,6 +31,7 @@ const TKvVersionInfo& KvVersionInfo() {
   static const TKvVersionInfo info{
       .strProductName = "Phonara Reader",
       .strCompanyName = "Brevik",
+      .strFileDescription = "Reader for the Phonara sound level meter",
       .strFileVersion = LVX_VERSION,
       .strProductVersion = LVX_VERSION,
   };

@@ -4,12 +4,12 @@
 #include <QString>
 
 struct TKvGlobalInfo {
-  QString strExeName;            // the program's file name
-  QString strFullAppName;        // the application's title, the product name in print headers
-  QString strSkinName;           // the skin to load; the setting "Skin" may replace it
-  QString strSkinFileName;       // empty: the program's file name with ".skin"
-  QString strAppFolder_Group;    // first level of the user's settings path (the company)
-  QString strAppFolder_SubPath;  // second level of the user's settings path
+  QString strExeName;             // the program's file name
+  QString strFullAppName;         // the application's title, the product name in print headers
+  QString strSkinName;            // the skin to load; the setting "Skin" may replace it
+  QString strSkinFileName;        // empty: the program's file name with ".skin"
+  QString strAppFolder_Group;     // first level of the user's settings path (the company)
+  QString strAppFolder_SubPath;   // second level of the user's settings path
   QString strAppFolder_MainForm;  // the main form's section in the settings file
   QString strAppHelpFile;         // empty: the program's file name with strAppHelpFileExt
   QString strAppHelpFileExt;
@@ -27,6 +27,7 @@ struct TKvGlobalInfo {
 struct TKvVersionInfo {
   QString strProductName;
   QString strCompanyName;
+  QString strFileDescription;
   QString strFileVersion;
   QString strProductVersion;
 };

@@ -11,10 +11,12 @@ namespace {
 QPointer<QTextBrowser> gHelp;
 }
 
-bool KvHelp_Show(const QString& fileName) {
+bool KvHelp_Show(const QString& fileName, QWidget* owner) {
   if (!QFileInfo::exists(fileName)) return false;
+  if (gHelp && gHelp->parentWidget() != owner) delete gHelp.data();
   if (!gHelp) {
-    gHelp = new QTextBrowser;
+    gHelp = new QTextBrowser(owner);
+    gHelp->setWindowFlag(Qt::Window);
     gHelp->setObjectName("FrmKvHelp");
     gHelp->setAttribute(Qt::WA_DeleteOnClose);
     gHelp->setOpenExternalLinks(true);

@@ -14,6 +14,7 @@
 
 #include "KvAppIniFileStorage.h"
 #include "KvClock.h"
+#include "KvDialogs.h"
 #include "KvFormStorage.h"
 #include "KvGlobalInfo.h"
 #include "KvSys_Helper.h"
@@ -48,6 +49,11 @@ TKvApplicationInfo& KvApplication() {
   return info;
 }
 
+void KvApplication_HandleException(const QString& text) {
+  KvSysHelper().SysLog_Add(nullptr, "Exception", text);
+  MessageDlg(text, TMsgDlgType::mtError, mbOK);
+}
+
 void ReadSetting_String(const QString& key, const QString& def, QString& result) {
   result = ReadMainFormSetting([&](TKvFormStorage& s) { return s.ReadString(key, def); });
 }
@@ -61,6 +67,8 @@ void KvGlobal_Initialize() {
   TKvGlobalInfo& info = KvGlobalInfo();
   Log(name, "AppFolders");
   KvSys_AppFolders_Set(info.strAppFolder_Group, info.strAppFolder_SubPath);
+  // A settings file delivered beside the program seeds a new user's file.
+  TKvAppIniFileStorage().IsIniFileExists();
 
   Log(name, "Read skin");
   QString skin;
@@ -92,7 +100,7 @@ void KvGlobal_Initialize() {
   app.MainFormOnTaskBar = true;
   app.Title = info.strFullAppName;
   app.HelpFile = QFileInfo::exists(info.strAppHelpFile) ? info.strAppHelpFile : QString();
-  if (QCoreApplication::instance()) QGuiApplication::setApplicationDisplayName(app.Title);
+  // The title is not made the toolkit's display name: that would be appended to every caption.
 
   Log(name, "KvBasic ini");
   new TDmKvProjectInfo;
@@ -355,6 +363,7 @@ QList<QPointer<QWidget>>& KvForm_DockedForms() {
 QWidget* KvForm_CreateDocked(QWidget* form, QWidget* host) {
   if (!form || !host) return form;
   form->setParent(host, Qt::Widget);
+  form->setProperty(KvSys_FormProperty, true);
   if (!host->layout()) {
     auto layout = new QVBoxLayout(host);
     layout->setContentsMargins(0, 0, 0, 0);

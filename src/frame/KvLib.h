@@ -25,6 +25,8 @@ struct TKvApplicationInfo {
   bool MainFormOnTaskBar = false;
 };
 TKvApplicationInfo& KvApplication();
+// The application's default handler for an exception: logged and shown as an error box.
+void KvApplication_HandleException(const QString& text);
 
 // The skin file: "[Name]" sections, each a style sheet; ';' starts a comment line.
 QString KvSkins_FileName();

@@ -24,3 +24,19 @@ class TKvFileAction : public QAction {
  private:
   TKind FKind;
 };
+
+// An action list in which two actions share a shortcut. The toolkit finds both for the key
+// and runs neither; here the first of the list with that shortcut, if enabled, runs instead.
+class TKvShortcutResolver : public QObject {
+  Q_OBJECT
+ public:
+  using QObject::QObject;
+  // Takes the actions in the order of the list.
+  void Watch(const QList<QAction*>& actions);
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  QList<QAction*> FActions;
+};

@@ -8,6 +8,7 @@
 #include <QGuiApplication>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QWidget>
 #include <stdexcept>
 
 #include "KvDateTime.h"
@@ -40,9 +41,19 @@ TKvSys_Helper& KvSysHelper() {
   return instance;
 }
 
+namespace {
+
+bool IsOwner(const QObject* o) {
+  const auto widget = qobject_cast<const QWidget*>(o);
+  return !widget || widget->isWindow() || widget->property(KvSys_FormProperty).toBool();
+}
+
+}  // namespace
+
 QString KvSys_ComponentPath(const QObject* cmp) {
   QStringList names;
   for (const QObject* o = cmp; o; o = o->parent()) {
+    if (o != cmp && !IsOwner(o)) continue;
     QString name = o->objectName();
     if (!name.isEmpty() && !name.startsWith("qt_")) names.prepend(name);
   }
@@ -140,10 +151,29 @@ QString TKvSysFolders::CommonDocsRoot() const {
                     QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
 }
 
+namespace {
+
+// True when folder is a folder the user can write, or could be created by the user: its
+// nearest existing ancestor is a writable folder.
+bool IsWritableFolder(const QString& folder) {
+  QFileInfo info(folder);
+  while (!info.exists()) {
+    const QString parent = info.absolutePath();
+    if (parent == info.absoluteFilePath()) return false;
+    info = QFileInfo(parent);
+  }
+  return info.isDir() && info.isWritable();
+}
+
+}  // namespace
+
 QString TKvSysFolders::CommonAppDataRoot() const {
   // The system-wide configuration folders follow the user's own in the list.
   QStringList all = QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation);
-  return Redirected("commonappdata", all.size() > 1 ? all.at(1) : QString("/etc/xdg"));
+  QString system = Redirected("commonappdata", all.size() > 1 ? all.at(1) : QString("/etc/xdg"));
+  if (IsWritableFolder(system + '/' + GCompanyName + '/' + GAppFolderName)) return system;
+  return Redirected("userdata",
+                    QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
 }
 
 QString TKvSysFolders::UserAppDataRoot() const {

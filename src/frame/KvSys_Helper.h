@@ -7,6 +7,13 @@
 // Folders: the macro names ("PGM", "COMMONDOCS", "USERAPPDATA", ...) resolve through the
 // platform roots of KvSysFolders(), below the company and application folder names. Tests point
 // every root at one temporary folder with KvSysFolders().RedirectTo(path).
+//
+// On this platform: the user's application data is the user's configuration folder
+// (~/.config), common documents the user's documents (~/Documents), and common application
+// data the system-wide configuration folder (/etc/xdg) where the user may write below it.
+// Where not, which is the usual case for a user without administrator rights, it is the user's
+// data folder (~/.local/share) instead, without an error: nothing the program keeps there
+// needs to be shared between users.
 #include <QObject>
 #include <QSize>
 #include <QString>
@@ -63,9 +70,12 @@ class TKvSys_Helper {
 // The one instance; made on first use, which is before anything can log.
 TKvSys_Helper& KvSysHelper();
 
-// "FrmKvMain.FrmLvx_Connect": the names of cmp and its parents, outermost first, unnamed and
-// toolkit-internal objects left out.
+// "FrmKvMain.FrmLvx_Connect": the names of cmp and its owners, outermost first, unnamed and
+// toolkit-internal objects left out. A widget's owner is the form it belongs to, not the
+// widget it sits in: of the widgets above cmp only windows and forms docked into another form
+// (marked with the property KvSys_FormProperty) count.
 QString KvSys_ComponentPath(const QObject* cmp);
+inline constexpr const char* KvSys_FormProperty = "KvForm";
 
 // The platform roots behind the folder macros, without company and application levels and
 // without a trailing separator, plus the screen sizes the settings file is named after.

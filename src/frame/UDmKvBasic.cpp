@@ -45,7 +45,7 @@ struct TActionText {
 };
 
 // Captions, hints and shortcuts of the action list, in its order. Save As and About share
-// Ctrl+A; the duplicate is kept.
+// Ctrl+A; the duplicate is kept and shown on both.
 const TActionText ActionTexts[] = {
     {"ActionFileConnected", "Is &Connected",
      "Indicates is a connection to the USB-Device is established", 0},
@@ -119,6 +119,8 @@ TDmKvBasic::TDmKvBasic(QObject* owner) : QObject(owner) {
     a->setStatusTip(t.Hint);
     a->setShortcut(StoredShortCut(t.ShortCut));
   }
+  // Save As and About share Ctrl+A; the key runs Save As, the first of the list.
+  (new TKvShortcutResolver(this))->Watch(Actions());
 
   for (TKvFileDialogRequest* dialog : {&OpenDialog1, &SaveDialog1}) {
     dialog->Filter = DataFilter;
@@ -317,7 +319,8 @@ void TDmKvBasic::ActionFileExitExecute() {
 
 void TDmKvBasic::ActionOptionHelpExecute() {
   const QString& help = KvApplication().HelpFile;
-  if (!KvHelp_Show(help)) DoStatusBarNotify("Error: Help file \"" + help + "\" is missing", true);
+  if (!KvHelp_Show(help, FMainForm))
+    DoStatusBarNotify("Error: Help file \"" + help + "\" is missing", true);
 }
 
 void TDmKvBasic::ActionOptionAboutExecute() {
@@ -329,6 +332,7 @@ void TDmKvBasic::ActionOptionAboutExecute() {
       FrmKvAbout->show();
     } else {
       FrmKvAbout->AsAbout();
+      FrmKvAbout->UpdateAboutScreen();
       FrmKvAbout->exec();
     }
   }

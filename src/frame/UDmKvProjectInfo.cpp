@@ -2,6 +2,7 @@
 
 #include <QLinearGradient>
 #include <QPainter>
+#include <QSvgRenderer>
 
 #include "KvGlobalInfo.h"
 
@@ -13,9 +14,8 @@ struct TBrandLook {
   QColor Top, Bottom, Accent, Text;
 };
 
-// Paints a brand banner: gradient ground, an accent rule, the product name and the maker.
-QPixmap PaintBanner(QSize size, const TBrandLook& look, const QString& title, int titlePt,
-                    const QString& subtitle) {
+// The other line's pictures: a banner of gradient ground, an accent rule and the name.
+QPixmap PaintBanner(QSize size, const TBrandLook& look, const QString& title, int titlePt) {
   QPixmap pix(size);
   QPainter p(&pix);
   p.setRenderHint(QPainter::Antialiasing);
@@ -31,15 +31,20 @@ QPixmap PaintBanner(QSize size, const TBrandLook& look, const QString& title, in
   p.setPen(look.Text);
   QRect text = pix.rect().adjusted(16, 8, -16, -14);
   p.drawText(text, Qt::AlignLeft | Qt::AlignVCenter, title);
-  font.setPointSize(qMax(7, titlePt / 2));
-  font.setBold(false);
-  p.setFont(font);
-  p.drawText(text, Qt::AlignRight | Qt::AlignBottom, subtitle);
   return pix;
 }
 
-const TBrandLook OwnLook{QColor("#3b3f45"), QColor("#1f2124"), QColor("#f28c28"), Qt::white};
 const TBrandLook OtherLook{QColor("#d8dde3"), QColor("#aab3bd"), QColor("#4a6fa5"), Qt::black};
+
+// This product's pictures are drawings in the resources, at their own size.
+QPixmap Picture(const QString& resource) {
+  QSvgRenderer svg(resource);
+  QPixmap pix(svg.defaultSize());
+  pix.fill(Qt::transparent);
+  QPainter p(&pix);
+  svg.render(&p);
+  return pix;
+}
 
 }  // namespace
 
@@ -57,13 +62,11 @@ bool TDmKvProjectInfo::IsOwnBrand() const {
 }
 
 QPixmap TDmKvProjectInfo::GetImageLogo() const {
-  const QString& name = KvGlobalInfo().strFullAppName;
-  return IsOwnBrand() ? PaintBanner(QSize(420, 64), OwnLook, name, 18, "Brevik")
-                      : PaintBanner(QSize(420, 64), OtherLook, name, 18, QString());
+  return IsOwnBrand() ? Picture(":/pictures/PhonaraLogo.svg")
+                      : PaintBanner(QSize(560, 72), OtherLook, KvGlobalInfo().strFullAppName, 18);
 }
 
 QPixmap TDmKvProjectInfo::GetImageSplash() const {
-  const QString& name = KvGlobalInfo().strFullAppName;
-  return IsOwnBrand() ? PaintBanner(QSize(420, 220), OwnLook, name, 24, "sound level meter reader")
-                      : PaintBanner(QSize(420, 220), OtherLook, name, 24, QString());
+  return IsOwnBrand() ? Picture(":/pictures/PhonaraSplash.svg")
+                      : PaintBanner(QSize(560, 260), OtherLook, KvGlobalInfo().strFullAppName, 24);
 }

@@ -4,11 +4,14 @@
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScreen>
 #include <QStackedWidget>
+#include <QTextBlock>
 #include <QVBoxLayout>
 
 #include "KvGlobalInfo.h"
@@ -17,6 +20,7 @@
 #include "KvTimerList.h"
 #include "UDmKvBasic.h"
 #include "UDmKvProjectInfo.h"
+#include "UKvContact.h"
 
 TFrmKvAbout* FrmKvAbout = nullptr;
 
@@ -113,6 +117,14 @@ TFrmKvAbout::TFrmKvAbout(QWidget* owner) : QDialog(owner) {
   JvTimerList1->AddEvent(400)->OnTimer = [this] { JvTimerList1Events0Timer(); };
   JvTimerList1->AddEvent(500)->OnTimer = [this] { JvTimerList1Events1Timer(); };
 
+  OpenTextFileDialog1.Title = "Open test file";
+  OpenTextFileDialog1.Filter =
+      "Text files (*.txt;*.log;*.ini)|*.txt;*.log;*.ini|All files (*.*)|*.*";
+  JvCreateProcess1.ApplicationName = KvAbout_Opener;
+  cxImageSplash->installEventFilter(this);
+  cxMemoInfo->viewport()->installEventFilter(this);
+
+  connect(cxButton2, &QPushButton::clicked, this, &TFrmKvAbout::cxButton2Click);
   connect(cxButton1, &QPushButton::clicked, this, &QDialog::accept);
   connect(cxButton3, &QPushButton::clicked, this, &QDialog::accept);
   connect(cxButton4, &QPushButton::clicked, this, &TFrmKvAbout::AsAbout);
@@ -128,7 +140,10 @@ TFrmKvAbout::TFrmKvAbout(QWidget* owner) : QDialog(owner) {
     cxImageLogo->setPixmap(DmKvProjectInfo->GetImageLogo());
     cxImageSplash->setPixmap(DmKvProjectInfo->GetImageSplash());
   }
-  if (!QFileInfo::exists(KvSkins_FileName()))
+  // The skin is the application's style sheet, which this form takes like every other.
+  if (QFileInfo::exists(KvSkins_FileName()))
+    KvSkinController().Refresh();
+  else
     KvSysHelper().SysLog_Add(this, "",
                              "Error: Skin file \"" + KvSkins_FileName() + "\" is missing");
 }
@@ -158,7 +173,8 @@ void TFrmKvAbout::ApplyFace(int tab, bool progress, bool log, bool captioned,
   setWindowTitle(caption);
   cxPageControl->setCurrentIndex(tab);
   cxHyperLinkEdit->setVisible(tab == TabAbout);
-  resize(sizeHint().expandedTo(QSize(420, 300)));
+  // The splash is as large as its picture; the about and log faces leave room for the text.
+  resize(sizeHint().expandedTo(tab == TabSplash ? QSize(560, 300) : QSize(560, 560)));
   if (log) (*JvTimerList1)[1]->SetEnabled(true);
 }
 
@@ -197,4 +213,142 @@ void TFrmKvAbout::showEvent(QShowEvent* event) {
                                          : QRect();
   if (over.isValid())
     move(over.left() + (over.width() - width()) / 2, over.top() + (over.height() - height()) / 2);
+}
+
+bool TKvCreateProcess::Run() const {
+  return QProcess::startDetached(ApplicationName, Arguments, CurrentDirectory);
+}
+
+bool TFrmKvAbout::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::MouseButtonDblClick) {
+    const auto keys = static_cast<QMouseEvent*>(event)->modifiers();
+    if (watched == cxImageSplash) cxImageSplashDblClick(keys);
+    if (watched == cxMemoInfo->viewport()) {
+      // The caret goes to the clicked line first.
+      cxMemoInfo->setTextCursor(
+          cxMemoInfo->cursorForPosition(static_cast<QMouseEvent*>(event)->position().toPoint()));
+      cxMemoInfoDblClick(keys);
+      return true;
+    }
+  }
+  return QDialog::eventFilter(watched, event);
+}
+
+void TFrmKvAbout::ShowLogView() {
+  AsLog();
+}
+
+void TFrmKvAbout::cxImageSplashDblClick(Qt::KeyboardModifiers keys) {
+  if ((keys & Qt::ShiftModifier) && (keys & Qt::ControlModifier)) ShowLogView();
+}
+
+void TFrmKvAbout::cxMemoInfoDblClick(Qt::KeyboardModifiers keys) {
+  const QString line = cxMemoInfo->textCursor().block().text().toLower();
+  if ((keys & Qt::ShiftModifier) && (keys & Qt::ControlModifier)) {
+    ShowLogView();
+    return;
+  }
+  if (!(keys & Qt::ControlModifier)) return;
+  for (const char* macro : {"PGM", "COMMONDOCS", "COMMONAPPDATA", "USERAPPDATA"})
+    if (line.contains(QString("-%1").arg(macro).toLower() + ' ') ||
+        line.contains(QString("-%1:").arg(macro).toLower())) {
+      OpenInPath(macro);
+      return;
+    }
+}
+
+void TFrmKvAbout::OpenInPath(const QString& macro) {
+  hide();
+  OpenTextFileDialog1.Title = "Open path " + macro;
+  OpenTextFileDialog1.InitialDir = KvSys_GetPath(macro, false);
+  OpenTextFileDialog1.FileName.clear();
+  if (KvDialogs().OpenFileDialog(OpenTextFileDialog1)) {
+    const QFileInfo chosen(OpenTextFileDialog1.FileName);
+    JvCreateProcess1.Arguments = {chosen.absoluteFilePath()};
+    JvCreateProcess1.CurrentDirectory = chosen.absolutePath();
+    if (!JvCreateProcess1.Run())
+      KvSysHelper().SysLog_Add(
+          this, "", "Error: \"" + JvCreateProcess1.ApplicationName + "\" could not be started");
+  }
+  show();
+  raise();
+  activateWindow();
+}
+
+void TFrmKvAbout::cxButton2Click() {
+  const bool made = !FormKvContact;
+  if (made) new TFormKvContact(this);
+  TFormKvContact* contact = FormKvContact;
+  hide();
+  const int result = contact->exec();
+  show();
+  raise();
+  if (result == QDialog::Accepted) close();
+  if (made) delete contact;
+}
+
+void TFrmKvAbout::DisplayItem(const QString& label, const QString& value) {
+  FInfo.append(KvSysInfo_Line(label, value));
+}
+void TFrmKvAbout::DisplayItem(const QString& label, bool value) {
+  FInfo.append(KvSysInfo_Line(label, value));
+}
+void TFrmKvAbout::DisplayItem(const QString& label, int value) {
+  FInfo.append(KvSysInfo_Line(label, value));
+}
+void TFrmKvAbout::DisplayItem(const QString& label, TKvBootMode value) {
+  FInfo.append(KvSysInfo_Line(label, value));
+}
+
+void TFrmKvAbout::UpdateAboutScreen() {
+  FInfo.clear();
+  const TKvVersionInfo& v = KvVersionInfo();
+  const TKvSysInfo s = KvSysInfo_Read();
+  DisplayItem("", QString("System information: "));
+  DisplayItem("", QString());
+  DisplayItem("App. name    ", v.strProductName);
+  DisplayItem("App. version ", v.strFileVersion);
+  DisplayItem("App. company ", v.strCompanyName);
+  DisplayItem("App. info    ", v.strFileDescription);
+  DisplayItem("Firmware ver.", "V" + (DmKvBasic ? DmKvBasic->FFirmwareVersion : QString()));
+  DisplayItem("Firmware date", DmKvBasic ? DmKvBasic->FFirmwareDate : QString());
+
+  DisplayItem("OS Product   ", s.OsProduct + " ( " + s.OsProductId + " )");
+  DisplayItem("OS Edition   ", s.OsEdition);
+  DisplayItem("OS Version   ", "V" + s.OsVersion);
+  DisplayItem("OS Platform  ", s.OsPlatform);
+  DisplayItem("  MediaCenter", s.MediaCenter);
+  DisplayItem("       Tablet", s.Tablet);
+  DisplayItem("       Server", s.Server);
+  DisplayItem("        Wow64", s.Wow64);
+  DisplayItem("       Remote", s.Remote);
+  DisplayItem("OS SvcPack   ", s.OsServicePack + " V" + s.OsKernel);
+  DisplayItem("Computername ", s.ComputerName);
+  DisplayItem("Username     ", s.UserName);
+
+  DisplayItem("CPU Info     ", QString("%1, Processor Count: %2").arg(s.CpuName).arg(s.CpuCount));
+  DisplayItem("       64-Bit", s.Is64Bit);
+  DisplayItem("Boot-Mode    ", s.BootMode);
+
+  DisplayItem("Network inst.", s.NetworkInstalled);
+  DisplayItem("   -connected", s.NetworkConnected);
+  DisplayItem("   -Local IP ", s.LocalIp);
+  DisplayItem("   -Gateway  ", s.Gateway);
+  if (!s.ProxyVariable.isEmpty()) {
+    DisplayItem("Proxy - conn.", s.ProxyVariable);
+    DisplayItem("      -  host", s.ProxyHost);
+    DisplayItem("      - enab.", true);
+    DisplayItem("      -overr.", s.ProxyOverride);
+  } else {
+    DisplayItem("Proxy        ", QString("None"));
+  }
+  DisplayItem("Host found   ", s.HostFound);
+  DisplayItem("Text size    ", QString::number(s.TextDpi) + KvSysInfo_TextSizeName(s.TextDpi));
+
+  DisplayItem("System paths ", QString());
+  DisplayItem("  -PGM       ", KvSys_GetPath("PGM", false));
+  DisplayItem("  -COMMONDOCS", KvSys_GetPath("COMMONDOCS", false));
+  DisplayItem("  -COMMONAPPDATA", KvSys_GetPath("COMMONAPPDATA", false));
+  DisplayItem("  -USERAPPDATA", KvSys_GetPath("USERAPPDATA", false));
+  cxMemoInfo->setPlainText(FInfo.join('\n'));
 }

@@ -116,6 +116,8 @@ QString FormatDateTime(const QString& pattern, TDateTime dt) {
       case 'm':
         if (lastWasHour)
           out += num(mi, run >= 2 ? 2 : 1);
+        else if (run >= 3)
+          out += (run == 3 ? loc.ShortMonthNames : loc.LongMonthNames).value(mo - 1);
         else
           out += num(mo, run >= 2 ? 2 : 1);
         break;

@@ -23,8 +23,9 @@ TDateTime Now();
 TDateTime Date();
 TDateTime Time();
 
-// Pattern letters as the program's formats use them: y yy yyyy, m mm (minutes after h),
-// d dd, h hh, n nn, s ss, z zzz, "/" and ":" for the locale's separators, quoted literals.
+// Pattern letters as the program's formats use them: y yy yyyy, m mm (minutes after h), mmm
+// mmmm (the locale's month names), d dd, h hh, n nn, s ss, z zzz, "/" and ":" for the locale's
+// separators, quoted literals.
 QString FormatDateTime(const QString& pattern, TDateTime dt);
 // Parses a time of day ("14:30:05", "14:30", with an optional AM/PM); false if it isn't one.
 bool TryStrToTime(const QString& text, TDateTime& result);

@@ -46,6 +46,10 @@ TKvLocale TKvLocale::FromQLocale(const QLocale& sys) {
   l.LongTimeFormat = l.LongTimeFormat.section(' ', 0, 0);  // drop a time zone name
   l.DateSeparator = FirstNonLetter(l.ShortDateFormat, '.');
   l.TimeSeparator = FirstNonLetter(l.LongTimeFormat, ':');
+  for (int month = 1; month <= 12; ++month) {
+    l.ShortMonthNames[month - 1] = sys.monthName(month, QLocale::ShortFormat);
+    l.LongMonthNames[month - 1] = sys.monthName(month, QLocale::LongFormat);
+  }
   return l;
 }
 

@@ -3,6 +3,7 @@
 // them so that texts don't depend on the machine.
 #include <QChar>
 #include <QString>
+#include <QStringList>
 
 class QLocale;
 
@@ -12,6 +13,12 @@ struct TKvLocale {
   QChar TimeSeparator = ':';
   QString ShortDateFormat = "dd.mm.yyyy";
   QString LongTimeFormat = "hh:nn:ss";
+  // "mmm" and "mmmm" in a date format write these; January first.
+  QStringList ShortMonthNames = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  QStringList LongMonthNames = {"January",   "February", "March",    "April",
+                                "May",       "June",     "July",     "August",
+                                "September", "October",  "November", "December"};
 
   static TKvLocale FromSystem();
   // The settings of a named locale, as the system would give them under it.

@@ -52,12 +52,110 @@ void TKvDateEdit::SetDate(TDateTime value) {
   setDate(DayZero.addDays(qint64(day)));
 }
 
+namespace {
+
+// The short date format with the year in full, so that the century survives a round trip in
+// locales that show two digits.
+QString FullYearDateFormat() {
+  QString pattern = KvLocale().ShortDateFormat;
+  const qsizetype y = pattern.indexOf('y', 0, Qt::CaseInsensitive);
+  if (y < 0) return pattern;
+  qsizetype end = y;
+  while (end < pattern.size() && pattern[end].toLower() == 'y') ++end;
+  return pattern.replace(y, end - y, "yyyy");
+}
+
+// Reads a date from the start of a text as a date pattern of FormatDateTime's letters asks;
+// the rest is left for the time.
+class TKvDateReader {
+ public:
+  explicit TKvDateReader(const QString& text) : FText(text) {}
+
+  bool Read(const QString& pattern, int& year, int& month, int& day) {
+    const TKvLocale& l = KvLocale();
+    bool fullYear = false;
+    for (qsizetype i = 0; i < pattern.size();) {
+      const QChar c = pattern[i].toLower();
+      qsizetype run = 1;
+      while (i + run < pattern.size() && pattern[i + run].toLower() == c) ++run;
+      i += run;
+      bool ok = true;
+      if (c == 'd') {
+        ok = Number(2, day);
+      } else if (c == 'm') {
+        ok = (run >= 3 && MonthName(l, month)) || Number(2, month);
+      } else if (c == 'y') {
+        const qsizetype start = FPos;
+        ok = Number(4, year);
+        fullYear = FPos - start > 2;
+      } else if (c == '/') {
+        ok = Literal(l.DateSeparator);
+      } else if (c == '"' || c == '\'') {
+        const qsizetype end = pattern.indexOf(c, i);
+        const QString quoted = pattern.mid(i, end < 0 ? -1 : end - i);
+        ok = FText.mid(FPos).startsWith(quoted);
+        FPos += quoted.size();
+        i = end < 0 ? pattern.size() : end + 1;
+      } else {
+        for (qsizetype k = 0; k < run && ok; ++k) ok = Literal(c);
+      }
+      if (!ok) return false;
+    }
+    if (!fullYear) year += 2000;
+    return true;
+  }
+  QString Rest() const { return FText.mid(FPos).trimmed(); }
+
+ private:
+  bool Number(int maxDigits, int& value) {
+    qsizetype n = 0;
+    while (n < maxDigits && FPos + n < FText.size() && FText[FPos + n].isDigit()) ++n;
+    if (n == 0) return false;
+    value = FText.mid(FPos, n).toInt();
+    FPos += n;
+    return true;
+  }
+  // The longest name that matches, so that "June" is not read as "Jun" and a stray "e".
+  bool MonthName(const TKvLocale& l, int& month) {
+    qsizetype best = 0;
+    for (const QStringList* names : {&l.LongMonthNames, &l.ShortMonthNames})
+      for (int m = 0; m < names->size(); ++m) {
+        const QString& name = names->at(m);
+        if (name.size() > best && FText.mid(FPos).startsWith(name, Qt::CaseInsensitive)) {
+          best = name.size();
+          month = m + 1;
+        }
+      }
+    FPos += best;
+    return best > 0;
+  }
+  bool Literal(QChar c) {
+    if (c.isSpace()) {
+      const qsizetype start = FPos;
+      while (FPos < FText.size() && FText[FPos].isSpace()) ++FPos;
+      return FPos > start;
+    }
+    if (FPos >= FText.size() || FText[FPos] != c) return false;
+    ++FPos;
+    return true;
+  }
+
+  const QString FText;
+  qsizetype FPos = 0;
+};
+
+}  // namespace
+
 QString KvDateTimeToStr(TDateTime value) {
-  const TKvLocale& l = KvLocale();
-  return FormatDateTime(l.ShortDateFormat + ' ' + l.LongTimeFormat, value);
+  return FormatDateTime(FullYearDateFormat() + ' ' + KvLocale().LongTimeFormat, value);
 }
 
 bool KvTryStrToDate(const QString& text, TDateTime& result) {
+  // The date exactly as the format writes it, month names included.
+  TKvDateReader reader(text.trimmed());
+  int d = 0, m = 0, y = 0;
+  if (reader.Read(KvLocale().ShortDateFormat, y, m, d) && reader.Rest().isEmpty())
+    return TryEncodeDate(y, m, d, result);
   const TKvLocale& l = KvLocale();
   // The order of day, month and year follows the short date format.
   QString order;
@@ -84,11 +182,12 @@ TDateTime KvStrToDateTime(const QString& text) {
     return std::invalid_argument(
         QString("'%1' is not a valid date and time").arg(text).toStdString());
   };
-  const QString trimmed = text.trimmed();
-  const QString datePart = trimmed.section(' ', 0, 0);
-  const QString timePart = trimmed.section(' ', 1).trimmed();
+  TKvDateReader reader(text.trimmed());
+  int day = 0, month = 0, year = 0;
+  if (!reader.Read(KvLocale().ShortDateFormat, year, month, day)) throw fail();
   TDateTime date = 0, time = 0;
-  if (!KvTryStrToDate(datePart, date)) throw fail();
+  if (!TryEncodeDate(year, month, day, date)) throw fail();
+  const QString timePart = reader.Rest();
   if (!timePart.isEmpty() && !TryStrToTime(timePart, time)) throw fail();
   return date + time;
 }

@@ -21,10 +21,12 @@ class TKvDateEdit : public QDateEdit {
   double FTimeOfDay = 0;
 };
 
-// The short date and long time formats of the regional settings, joined by a blank.
+// The short date and long time formats of the regional settings, joined by a blank; the year
+// is written in full.
 QString KvDateTimeToStr(TDateTime value);
 // A date alone in the short date format of the regional settings; false if it isn't one.
 bool KvTryStrToDate(const QString& text, TDateTime& result);
-// The reverse; the time may be missing. Throws std::invalid_argument with
+// The reverse, in the same settings; the time may be missing, the year may have two digits
+// (this century). Throws std::invalid_argument with
 // "'<text>' is not a valid date and time" for anything else.
 TDateTime KvStrToDateTime(const QString& text);

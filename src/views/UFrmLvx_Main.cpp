@@ -244,7 +244,7 @@ QWidget* TFrmKvMain::BuildTabs() {
 void TFrmKvMain::BuildNavBar() {
   if (!DmKvBasic) return;
   TDmKvBasic* m = DmKvBasic;
-  dxNavBarLeft->setStyleSheet("TKvNavBar, #dxNavBarLeftInner { background-color: #f2f4f4; }");
+  dxNavBarLeft->setStyleSheet("TKvNavBar, #dxNavBarLeftInner { background-color: #f2f3f4; }");
   TKvNavBarGroup* files = dxNavBarLeft->AddGroup(
       "dxNavBarLeftGroupFiles", "File", "Group of document file and instrument related actions");
   files->AddItem(m->ActionFileConnected);
@@ -302,7 +302,9 @@ void TFrmKvMain::BuildBars() {
   dxBarManager1BarOptions = bar("dxBarManager1BarOptions", "&Options");
   dxBarManager1BarOptions->addAction(m->ActionOptionHelp);
   dxBarManager1BarOptions->addAction(m->ActionOptionAbout);
-  dxBarManager1BarOptions->addWidget(dxBarComboSkins);
+  // The combo is offered only where the product allows skin changes.
+  dxBarManager1BarOptions->addWidget(dxBarComboSkins)
+      ->setVisible(m->KvSkinBarComboAction1->isVisible());
   dxBarManager1BarPrint = bar("dxBarManager1BarPrint", "&Print");
   for (QAction* a : {m->ActionPrintSetup, m->ActionPrintPreview, m->ActionPrintPrint})
     dxBarManager1BarPrint->addAction(a);
@@ -364,7 +366,10 @@ void TFrmKvMain::FormDestroy() {
 
 void TFrmKvMain::showEvent(QShowEvent* event) {
   QMainWindow::showEvent(event);
-  if (!event->spontaneous()) FormShow();
+  // The splash's wait is meant to run with the main form already on the screen, which it is
+  // only once this event has returned.
+  if (!event->spontaneous())
+    QMetaObject::invokeMethod(this, &TFrmKvMain::FormShow, Qt::QueuedConnection);
 }
 
 void TFrmKvMain::closeEvent(QCloseEvent* event) {
@@ -397,8 +402,8 @@ TKvUniqueData TFrmKvMain::DataCopy() const {
 
 void TFrmKvMain::JvTimerList1Events3Timer() {
   (*JvTimerList1)[DisplayEvent]->SetEnabled(false);
-  // Readings before the panels are docked stay in the copy and go no further.
-  if (!FPanelsDocked) return;
+  // Readings before the display is docked stay in the copy and go no further.
+  if (!FrmDxLvxDisplay) return;
   TKvUniqueData data;
   QString text;
   {
@@ -479,7 +484,15 @@ void TFrmKvMain::KvFormStorage1RestorePlacement() {
   Log("In RestorePlacement");
   int skinIdx = KvFormStorage1->ReadInteger("SkinIdx", -1);
   const QString useDT = KvFormStorage1->ReadString("UseDT", "");
-  cxDateEditMeter->SetDate(useDT.isEmpty() ? NoDate : KvStrToDateTime(useDT));
+  TDateTime useDate = NoDate;
+  // A value from another locale or a hand-edited file is reported as the conversion failure
+  // it is, and the window is assembled all the same with an empty date editor.
+  if (!useDT.isEmpty()) try {
+      useDate = KvStrToDateTime(useDT);
+    } catch (const std::invalid_argument& e) {
+      KvApplication_HandleException(QString::fromUtf8(e.what()));
+    }
+  cxDateEditMeter->SetDate(useDate);
 
   Log("Before LoadDockLayout");
   if (DmKvBasic) DmKvBasic->LoadDockLayout(this);
@@ -518,7 +531,6 @@ void TFrmKvMain::CreatePanels() {
   FrmDxTable = DockView<TKvTableView>(makers.Table, cxGroupBoxDataTable);
   FrmDxChart = DockView<TKvChartView>(makers.Chart, cxGroupBox_Chart);
   FrmDxLvxDisplay = DockView<TKvDisplayView>(makers.Display, cxGroupBoxDisplay);
-  FPanelsDocked = true;
 }
 
 void TFrmKvMain::SetupChannels() {

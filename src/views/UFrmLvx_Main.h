@@ -99,7 +99,6 @@ class TFrmKvMain : public QMainWindow {
   mutable std::mutex FCopyLock;
   TKvUniqueData dDataCpy;  // guarded by FCopyLock
   QString strDataCpy;      // guarded by FCopyLock
-  bool FPanelsDocked = false;
 };
 
 // The program-wide main window; nullptr while none exists.

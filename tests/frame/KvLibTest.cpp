@@ -41,6 +41,21 @@ TEST_F(KvLibTest, StartUpLogsItsStepsInOrderAndShowsTheSplash) {
   EXPECT_EQ(KvApplication().HelpFile, Path("program/LvxReader.html"));
 }
 
+TEST_F(KvLibTest, ASettingsFileBesideTheProgramSeedsANewUsersFileBeforeTheSkinIsRead) {
+  WriteFile(SkinFile(), ThreeSkins);
+  WriteFile(Path("program/LvxReader_1920x1080.ini"), "[FrmKvMain]\nSkin=Fjord\n");
+  KvGlobal_Initialize();
+  EXPECT_EQ(KvGlobalInfo().strSkinName, "Fjord");
+  EXPECT_TRUE(ReadFile(IniFile()).contains("Skin=Fjord"));
+
+  // From then on the user's own file counts, not the delivered one.
+  KvBase_CreateSplash(false);
+  delete DmKvBasic;
+  WriteFile(IniFile(), "[FrmKvMain]\nSkin=Graphite\n");
+  KvGlobal_Initialize();
+  EXPECT_EQ(KvGlobalInfo().strSkinName, "Graphite");
+}
+
 TEST_F(KvLibTest, SkinChoiceFromTheSettings) {
   struct Row {
     const char* what;

@@ -6,6 +6,7 @@
 #include <QCursor>
 #include <QDir>
 #include <QGuiApplication>
+#include <QWidget>
 
 #include "FrameTestFolders.h"
 #include "KvStr_Helper.h"
@@ -161,6 +162,41 @@ TEST_F(KvSysFolderMacros, AFolderThatCannotBeCreatedIsLoggedAndGivenAnyway) {
   EXPECT_EQ(KvSys_GetPath("COMMONDOCS", true), Path("commondocs/Velmor/Default"));
   ASSERT_EQ(KvSysHelper().SysLog_Count(), 1);
   EXPECT_TRUE(KvSysHelper().SysLog_Get().first().contains(Path("commondocs/Velmor/Default")));
+}
+
+TEST_F(KvSysFolderMacros, CommonDataTheUserCannotWriteFallsBackToTheUsersDataSilently) {
+  QDir(Path("commonappdata")).removeRecursively();
+  WriteFile(Path("commonappdata"), "no folder can be made below a file");
+  KvSys_AppFolders_Set("Brevik", "LvxReader");
+  EXPECT_EQ(KvSysHelper().SysLog_Count(), 0) << KvSysHelper().SysLog_Get().join('\n').toStdString();
+  for (const char* macro : {"COMMONAPPDATA", "TEMP"})
+    EXPECT_EQ(KvSys_GetPath(macro, false), Path("userdata/Brevik/LvxReader")) << macro;
+  EXPECT_TRUE(QDir(Path("userdata/Brevik/LvxReader")).exists());
+  EXPECT_EQ(KvSys_GetPath("USERAPPDATA", false), Path("userappdata/Brevik/LvxReader"));
+}
+
+TEST_F(KvSysLog, AWidgetIsNamedAfterItsFormsNotTheWidgetsItSitsIn) {
+  QWidget main;
+  main.setObjectName("FrmKvMain");
+  auto layout = new QWidget(&main);
+  layout->setObjectName("dxLayoutControl1");
+  auto host = new QWidget(layout);
+  host->setObjectName("cxGroupBoxConnect");
+  auto panel = new QWidget;
+  panel->setObjectName("FrmLvx_Connect");
+  auto inner = new QWidget(panel);
+  inner->setObjectName("cxGroupBoxInner");
+  auto button = new QWidget(inner);
+  button->setObjectName("cxButtonConnect");
+  auto timers = new QObject(panel);
+  timers->setObjectName("JvTimerList1");
+  EXPECT_EQ(KvSys_ComponentPath(host), "FrmKvMain.cxGroupBoxConnect");
+  panel->setParent(host);  // a panel laid into a host without being docked as a form
+  EXPECT_EQ(KvSys_ComponentPath(button), "FrmKvMain.cxButtonConnect");
+  panel->setProperty(KvSys_FormProperty, true);
+  EXPECT_EQ(KvSys_ComponentPath(panel), "FrmKvMain.FrmLvx_Connect");
+  EXPECT_EQ(KvSys_ComponentPath(button), "FrmKvMain.FrmLvx_Connect.cxButtonConnect");
+  EXPECT_EQ(KvSys_ComponentPath(timers), "FrmKvMain.FrmLvx_Connect.JvTimerList1");
 }
 
 TEST(KvStrHelper, CharacterRoutines) {

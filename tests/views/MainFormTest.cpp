@@ -81,6 +81,7 @@ TEST_F(MainFormTest, CreateRegistersListenersAndFontsAndDestroyTakesThemBack) {
 }
 
 TEST_F(MainFormTest, ReadingsWithin50msGiveOneMemoInsertNewestOnTop) {
+  RegisterNotingViews();
   ShowMain();
   Deliver(61.5);
   EXPECT_TRUE(DisplayEventOn());
@@ -259,6 +260,7 @@ TEST(KvDateTimeText, ReadsWhatItWritesAndRefusesOtherFormats) {
 }
 
 TEST_F(MainFormTest, SimulationFillsTheMemoOnceASecondWithTheJanuaryDate) {
+  RegisterNotingViews();
   ShowMain();
   QComboBox* ports = FrmLvx_Connect->cxComboBoxCOM;
   ports->setCurrentIndex(ports->findText("Simulation"));
