@@ -128,6 +128,9 @@ TEST_F(MainFormTest, TheSkinComboIsOfferedOnlyWhereTheProductAllowsSkinChanges) 
 
 TEST_F(MainFormTest, CtrlARunsSaveAsAndBothActionsStillShowIt) {
   ShowMain();
+  // Save As is offered for a modified document.
+  DmKvBasic->SetIsModified(true);
+  DmKvBasic->UpdateActions();
   Main->activateWindow();
   ASSERT_TRUE(QTest::qWaitForWindowActive(Main.get()));
   QSignalSpy saveAs(DmKvBasic->FileSaveAs1, &QAction::triggered);
