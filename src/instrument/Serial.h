@@ -328,6 +328,7 @@ class TCOMManager : public QObject, public TKvPortList {
   // The device's name with its node: "FT232R USB UART (/dev/ttyUSB0)".
   QString FriendlyName(int port) const override;
   QString DevicePath(int port) const;
+  QString DeviceName(int port) const;
   int CheckedPorts() const { return FCheckedPorts; }
 
   // Looks at the devices again; holders of ports that went get their removal notice. The
