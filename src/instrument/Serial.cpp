@@ -167,7 +167,8 @@ void TSerThread::Execute(std::shared_ptr<TContext> ctx, TThreadPriority priority
     events &= ctx->EventMask;
     if (events) ctx->Dispatch(events);
     if (ctx->Stopped) return;  // a handler closed the port; the descriptor is gone
-    unread = std::max(Waiting(ctx->Handle), 0);
+    // While idle the count is what a handler left; it moves on only after a receive event.
+    if (!idle) unread = (events & EV_RXCHAR) ? std::max(Waiting(ctx->Handle), 0) : waiting;
     if (hungUp) {
       if (ctx->OnHangUp) ctx->OnHangUp();
       return;
