@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <QFileInfo>
+#include <QThread>
 #include <cerrno>
 #include <cstring>
 
@@ -251,7 +252,7 @@ void TSerial::SetDataSize(int size) {
 void TSerial::SetCommBreak(bool on) {
   FCommBreak = on;
   const int fd = FSerHandle;
-  if (fd >= 0) ioctl(fd, on ? TIOCSBRK : TIOCCBRK);
+  if (fd >= 0 && Active()) ioctl(fd, on ? TIOCSBRK : TIOCCBRK);
 }
 
 QString TSerial::DevicePath() const {
@@ -354,6 +355,16 @@ bool TSerial::OpenComm() {
   MasterEventMask = BuildEventMask();
   FHandlers = std::make_shared<THandlers>(THandlers{OnBreak, OnCts, OnDsr, OnError, OnRing, OnDcd,
                                                     OnRxChar, OnEventChar, OnTxEmpty, OnData});
+  // All of the open state is in place before the thread starts: a handler may close the port
+  // on its first event.
+  FActive = true;
+  if (FCommBreak) SetCommBreak(true);
+  LastTrmBuf = FTrmRate = 0;
+  StalledFlag = false;
+  if (OnMeasure || OnStalled) TimerTrmRate->SetEnabled(true);
+  if (FManager) FManager->AssignCOM(this);
+  FLastError = 0;
+  KvSysHelper().SysLog_Add(this, "", Com(FCOMPort) + " open on " + path);
   if (MasterEventMask) {
     auto ctx = std::make_shared<TSerThread::TContext>(fd, MasterEventMask);
     ctx->StopEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -376,14 +387,6 @@ bool TSerial::OpenComm() {
     };
     SerThread = std::make_unique<TSerThread>(ctx, ThreadPriority);
   }
-  FActive = true;
-  if (FCommBreak) SetCommBreak(true);
-  LastTrmBuf = FTrmRate = 0;
-  StalledFlag = false;
-  if (OnMeasure || OnStalled) TimerTrmRate->SetEnabled(true);
-  if (FManager) FManager->AssignCOM(this);
-  FLastError = 0;
-  KvSysHelper().SysLog_Add(this, "", Com(FCOMPort) + " open on " + path);
   return true;
 }
 
@@ -439,8 +442,14 @@ void TSerial::Release() {
 void TSerial::CloseComm() {
   if (!Active()) return;
   Release();
-  if (FManager) FManager->AssignCOM(this);
   FLastError = 0;
+  if (!FManager) return;
+  // The manager belongs to the main thread; a handler closing its own port tells it later.
+  if (QThread::currentThread() == thread())
+    FManager->AssignCOM(this);
+  else
+    QMetaObject::invokeMethod(
+        this, [this] { FManager->AssignCOM(this); }, Qt::QueuedConnection);
 }
 
 void TSerial::COMRemovedNotice() {
@@ -485,8 +494,9 @@ bool TSerial::CanTransmitt() const {
 }
 
 bool TSerial::WaitFor(short events, int timeoutMs) {
-  pollfd fds[2] = {{FSerHandle, events, 0}, {FStopEvent, POLLIN, 0}};
-  const int r = poll(fds, FStopEvent >= 0 ? 2 : 1, timeoutMs > 0 ? timeoutMs : -1);
+  const int stop = FStopEvent;
+  pollfd fds[2] = {{FSerHandle, events, 0}, {stop, POLLIN, 0}};
+  const int r = poll(fds, stop >= 0 ? 2 : 1, timeoutMs > 0 ? timeoutMs : -1);
   return r > 0 && !fds[1].revents && !(fds[0].revents & (POLLHUP | POLLERR | POLLNVAL));
 }
 

@@ -139,7 +139,7 @@ class TCustomSerial : public QObject, public TKvSerialPort {
   std::atomic<int> FLastError{0};
   int FBufSizeTrm = 16384;
   int FBufSizeRec = 16384;
-  uint32_t MasterEventMask = 0;
+  std::atomic<uint32_t> MasterEventMask{0};
   TCOMManager* FManager;
 };
 
@@ -298,11 +298,12 @@ class TSerial : public TCustomSerial {
   QString FOpenPath;  // the node opened, for the removal message
   std::atomic<bool> FClosing{false};
   int FSession = 0;  // which opening a hang-up or a queued event belongs to
-  int FStopEvent = -1;
+  std::atomic<int> FStopEvent{-1};
   std::shared_ptr<THandlers> FHandlers;  // taken at opening, read by the port thread
   std::unique_ptr<TSerThread> SerThread;
-  int FTrmRate = 0;
-  int LastTrmBuf = 0;
+  // A handler closing its own port zeroes these on the port thread.
+  std::atomic<int> FTrmRate{0};
+  std::atomic<int> LastTrmBuf{0};
   bool StalledFlag = false;
 };
 

@@ -27,6 +27,9 @@ void AnswerNextDialog(std::function<void(QDialog*)> act, const char* button) {
     poll->stop();
     poll->deleteLater();
     act(dialog);
+    // LVX_SCREENSHOT_DIR=folder keeps a picture of each dialog as the user would see it.
+    const QString shots = qEnvironmentVariable("LVX_SCREENSHOT_DIR");
+    if (!shots.isEmpty()) dialog->grab().save(shots + '/' + dialog->objectName() + ".png");
     if (!dialog->isVisible()) return;
     if (auto* b = dialog->findChild<QPushButton*>(button))
       b->click();
