@@ -26,10 +26,12 @@ void AnswerNextDialog(std::function<void(QDialog*)> act, const char* button) {
     if (!dialog) return;
     poll->stop();
     poll->deleteLater();
-    act(dialog);
-    // LVX_SCREENSHOT_DIR=folder keeps a picture of each dialog as the user would see it.
+    // LVX_SCREENSHOT_DIR=folder keeps a picture of each dialog as the user first sees it.
     const QString shots = qEnvironmentVariable("LVX_SCREENSHOT_DIR");
-    if (!shots.isEmpty()) dialog->grab().save(shots + '/' + dialog->objectName() + ".png");
+    static int shot = 0;
+    if (!shots.isEmpty())
+      dialog->grab().save(QString("%1/%2-%3.png").arg(shots, dialog->objectName()).arg(++shot));
+    act(dialog);
     if (!dialog->isVisible()) return;
     if (auto* b = dialog->findChild<QPushButton*>(button))
       b->click();
