@@ -184,6 +184,8 @@ TEST_F(LvxToolTest, DiagramBadInputFailsWithTheReadersError) {
   EXPECT_EQ(
       RunTool({"diagram", "convert", Dir.filePath("missing.dgr"), Dir.filePath("o.dgr")}).Code, 1);
   EXPECT_EQ(RunTool({"diagram", "render", "--zoom", "x", "a", "b"}).Code, 2);
+}
+
 TEST_F(LvxToolTest, DecodeFlushesStatusTextsAsItGoesSoGarbageCostsNoMemory) {
   // Two megabytes of noise make two million failure texts; held to the end they would need
   // far more than the limit.
