@@ -21,25 +21,6 @@
 #include "UDxTable.h"
 #include "UFrmLvx_Main.h"
 
-// The port engine: the system's serial devices under stable COM numbers and one port on them.
-class TKvPortEngine {
- public:
-  explicit TKvPortEngine(TKvPortDeviceSource* devices)
-      : FUdev(devices ? nullptr
-                      : std::make_unique<TKvUdevPortDevices>(FAssignments.VirtualDevices())),
-        FManager(devices ? devices : FUdev.get(), &FAssignments),
-        FSerial(&FManager) {}
-  TKvSerialPort* Serial() { return &FSerial; }
-  TKvPortList* Ports() { return &FManager; }
-  void Attach(TDmKv_COM_Commander& commander) { KvSerial_SetupForCommander(FSerial, commander); }
-
- private:
-  TKvPortAssignments FAssignments;
-  std::unique_ptr<TKvUdevPortDevices> FUdev;
-  TCOMManager FManager;
-  TSerial FSerial;
-};
-
 void LvxReader_RegisterViews() {
   TKvViewMakers& makers = KvViewMakers();
   makers.Table = [] { return new TFrmDxTable; };
@@ -56,7 +37,8 @@ TLvxProgram::TLvxProgram(TKvPortDeviceSource* devices) {
   FDiagramEditor = std::make_unique<TDmKvDiagramEditor>();
   FPrinting = std::make_unique<TDmDxPrinting>();
   FPorts = std::make_unique<TKvPortEngine>(devices);
-  FCommander = std::make_unique<TDmKv_COM_Commander>(FPorts->Serial(), FPorts->Ports());
+  FCommander =
+      std::make_unique<TDmKv_COM_Commander>(FPorts->Serial(), FPorts->Ports(), FPorts->Dialogs());
   FPorts->Attach(*FCommander);
   FMain = std::make_unique<TFrmKvMain>();
   // The print actions print what the user looks at: the chart from its tab, else the table.

@@ -1,5 +1,5 @@
-// lvxtool decode, record and simulate: the instrument link without a window, for checking a
-// meter or a captured stream offline.
+// lvxtool decode, record, simulate and ports: the instrument link without a window, for
+// checking a meter, a captured stream or the port numbering offline.
 #include <QCoreApplication>
 #include <QDate>
 #include <QFile>
@@ -8,9 +8,14 @@
 
 #include "KvAppServices.h"
 #include "KvDateTime.h"
+#include "KvGlobalInfo.h"
+#include "KvSys_Helper.h"
 #include "KvMemErrors.h"
+#include "KvPortAssignments.h"
+#include "KvPortDevices.h"
 #include "KvStreamPort.h"
 #include "LvxTool.h"
+#include "Serial.h"
 #include "UDmKv_COM_Commander.h"
 
 namespace {
@@ -62,15 +67,16 @@ bool OpenInput(QFile& in, const QString& file, const char* command, QTextStream&
   return opened;
 }
 
-// Hands the stream to the commander as receive events of chunk bytes each.
+// Hands the stream to the commander as receive events of chunk bytes each. The status timer
+// never runs here, so the queue is flushed after each event, as the timer would between them.
 bool Replay(QFile& in, int chunk, TKvStreamPort& port, TDmKv_COM_Commander& commander) {
   for (;;) {
     const QByteArray bytes = in.read(chunk);
     if (bytes.isEmpty()) break;
     port.Push(bytes);
     commander.SerialRxChar();
+    commander.FTimerStatusBarTimer();
   }
-  commander.FTimerStatusBarTimer();
   return in.error() == QFileDevice::NoError || in.atEnd();
 }
 
@@ -204,6 +210,28 @@ int Simulate(const QStringList& args, QTextStream& out, QTextStream& err) {
   return QCoreApplication::exec();
 }
 
+// The ports as LvxReader numbers them; numbering a device for the first time keeps its number
+// for the program too.
+int Ports(const QStringList& args, QTextStream& out, QTextStream& err) {
+  if (!args.isEmpty()) {
+    err << "usage: lvxtool ports\n";
+    return 2;
+  }
+  // The program's folders, where its numbering file lives.
+  KvSys_AppFolders_Set(KvGlobalInfo().strAppFolder_Group, KvGlobalInfo().strAppFolder_SubPath);
+  TKvPortAssignments assignments;
+  TKvUdevPortDevices devices(assignments.VirtualDevices());
+  TCOMManager manager(&devices, &assignments);
+  manager.CheckPorts(TCOMManager::MaxPort);
+  for (const QString& name : manager.Ports()) {
+    const int port = name.mid(3).toInt();
+    out << qSetFieldWidth(6) << Qt::left << name << qSetFieldWidth(0) << manager.DevicePath(port)
+        << "  " << manager.DeviceName(port) << "\n";
+  }
+  if (manager.Ports().isEmpty()) out << "no serial ports\n";
+  return 0;
+}
+
 TLvxToolRegistration decodeCommand(
     {"decode", "decode [--memo] [--chunk N] FILE|-", Decode, false,
      "Feeds a captured byte stream (FILE, or standard input for -) to the decoder as the\n"
@@ -219,4 +247,8 @@ TLvxToolRegistration simulateCommand(
     {"simulate", "simulate [--count N]", Simulate, false,
      "Runs the simulated instrument and prints one reading a second.\n\n"
      "  --count N  stop after N readings (default: run until interrupted)\n"});
+TLvxToolRegistration portsCommand(
+    {"ports", "ports", Ports, false,
+     "Lists the serial ports as the reader numbers them: COM number, device path and the\n"
+     "device's name.\n"});
 }  // namespace

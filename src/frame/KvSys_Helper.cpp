@@ -61,8 +61,21 @@ QString KvSys_ComponentPath(const QObject* cmp) {
 }
 
 void TKvSys_Helper::SysLog_Add(const QObject* cmp, const QString& pre, const QString& msg) {
-  QString line =
-      FormatDateTime("yy.mm.dd hh.nn", Now()) + ' ' + pre + KvSys_ComponentPath(cmp) + ' ' + msg;
+  const QString text = pre + KvSys_ComponentPath(cmp) + ' ' + msg;
+  // A stream of failures from a device must not fill the memory: repeats beyond a bound, and
+  // anything beyond the log's size, are counted instead of kept.
+  int& kept = FSysLogKept[text];
+  if (kept >= SysLogRepeatMax || FSysLog.size() >= SysLogMax) {
+    if (kept >= SysLogRepeatMax)
+      ++FSysLogDropped[text];
+    else
+      ++FDroppedOverflow;
+    if (kept == 0) FSysLogKept.remove(text);
+    ++FDroppedAll;
+    return;
+  }
+  ++kept;
+  QString line = FormatDateTime("yy.mm.dd hh.nn", Now()) + ' ' + text;
   FSysLog.append(line);
   FSysLogDisplay.prepend(line);
   if (FSysLogDisplay.size() > SysLogDisplayMax) FSysLogDisplay.removeLast();
@@ -84,9 +97,24 @@ void TKvSys_Helper::SysLog_Save() {
         QString("Cannot create file \"%1\". %2").arg(fileName, file.errorString()).toStdString());
   QByteArray text;
   for (const QString& line : FSysLog) text += line.toUtf8() + '\n';
+  const QString stamp = FormatDateTime("yy.mm.dd hh.nn", Now()) + ' ';
+  for (auto it = FSysLogDropped.cbegin(); it != FSysLogDropped.cend(); ++it)
+    text +=
+        (stamp + it.key() + QString(" (%1 more times, not kept)").arg(it.value())).toUtf8() + '\n';
+  if (FDroppedOverflow > 0)
+    text += (stamp + QString("%1 further lines not kept, the log was full").arg(FDroppedOverflow))
+                .toUtf8() +
+            '\n';
   if (file.write(text) != text.size() || !file.flush())
     throw std::runtime_error(
         QString("Cannot write file \"%1\". %2").arg(fileName, file.errorString()).toStdString());
+}
+
+void TKvSys_Helper::SysLog_Clear() {
+  FSysLog.clear();
+  FSysLogKept.clear();
+  FSysLogDropped.clear();
+  FDroppedOverflow = FDroppedAll = 0;
 }
 
 void TKvSys_Helper::SysLog_Flush() {

@@ -14,6 +14,7 @@
 // Where not, which is the usual case for a user without administrator rights, it is the user's
 // data folder (~/.local/share) instead, without an error: nothing the program keeps there
 // needs to be shared between users.
+#include <QHash>
 #include <QObject>
 #include <QSize>
 #include <QString>
@@ -27,11 +28,16 @@ class TKvSys_Helper {
   TKvSys_Helper(const TKvSys_Helper&) = delete;
   TKvSys_Helper& operator=(const TKvSys_Helper&) = delete;
 
-  // Adds "yy.mm.dd hh.nn <pre><component path> <msg>"; cmp may be null.
+  // Adds "yy.mm.dd hh.nn <pre><component path> <msg>"; cmp may be null. The log is bounded:
+  // the same text is kept SysLogRepeatMax times and at most SysLogMax lines in all; what is
+  // not kept is counted, and the saved file says how much of each text was dropped.
   void SysLog_Add(const QObject* cmp, const QString& pre, const QString& msg);
   int SysLog_Count() const { return FSysLog.size(); }
   const QStringList& SysLog_Get() const { return FSysLog; }
-  void SysLog_Clear() { FSysLog.clear(); }
+  void SysLog_Clear();
+  long long SysLog_Dropped() const { return FDroppedAll; }
+  static constexpr int SysLogRepeatMax = 10;
+  static constexpr int SysLogMax = 10000;
   // Overwrites the ".log" file with the held lines. Throws std::runtime_error when the file
   // cannot be written: the caller decides how to report it.
   void SysLog_Save();
@@ -62,6 +68,10 @@ class TKvSys_Helper {
   int FCursorLevel = 0;
   bool FCursorPushed = false;  // our override sits on the toolkit's cursor stack
   QStringList FSysLog;
+  QHash<QString, int> FSysLogKept;           // per text: how often kept
+  QHash<QString, long long> FSysLogDropped;  // per text kept before: how often dropped since
+  long long FDroppedOverflow = 0;            // texts dropped because the log was full
+  long long FDroppedAll = 0;
   QStringList FSysLogDisplay;
   QString FSysFile_AppStorageAll;
   QString FSysFile_AppStorage;

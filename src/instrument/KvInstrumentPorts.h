@@ -16,6 +16,8 @@ class TKvSerialPort {
   virtual int COMPort() const = 0;
   virtual void SetCOMPort(int port) = 0;
   virtual int LastError() const = 0;
+  // Why the last opening failed, in a sentence for the status bar; empty when nothing to add.
+  virtual QString LastErrorText() const { return QString(); }
   // Bytes waiting in the input queue.
   virtual int BufRec() = 0;
   // Reads up to len bytes; returns how many were read.
@@ -31,7 +33,9 @@ class TKvPortList {
   virtual bool PortExists(int port) const = 0;
   virtual void CheckPorts(int maxPort) = 0;
   // Index of the port in Ports(), or -1.
-  virtual int Port2Index(int port) const { return int(Ports().indexOf(QString("COM%1").arg(port))); }
+  virtual int Port2Index(int port) const {
+    return int(Ports().indexOf(QString("COM%1").arg(port)));
+  }
   // The name a user recognises the device by ("USB Serial Port"); empty when none is known.
   virtual QString FriendlyName(int port) const {
     (void)port;

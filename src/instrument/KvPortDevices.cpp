@@ -6,6 +6,8 @@
 #include <QRegularExpression>
 #include <QSocketNotifier>
 
+#include "KvClock.h"
+
 bool KvPort_IsSerialNode(const QString& name, int uartType) {
   static const QRegularExpression adapter("^tty(USB|ACM)\\d+$");
   static const QRegularExpression builtIn("^ttyS\\d+$");
@@ -50,6 +52,12 @@ bool IsSerialDevice(udev_device* dev) {
 
 TKvUdevPortDevices::TKvUdevPortDevices(const QStringList& virtualPaths, QObject* owner)
     : QObject(owner), FVirtualPaths(virtualPaths), FUdev(udev_new()) {
+  if (!FVirtualPaths.isEmpty()) {
+    FVirtualPresent = PresentVirtualPaths();
+    FVirtualCheck = new TKvTimer(this, VirtualCheckMs);
+    FVirtualCheck->OnTimer = [this] { CheckVirtualPaths(); };
+    FVirtualCheck->SetEnabled(true);
+  }
   if (!FUdev) return;
   FMonitor = udev_monitor_new_from_netlink(FUdev, "udev");
   if (!FMonitor) return;
@@ -82,9 +90,23 @@ std::vector<TKvPortDevice> TKvUdevPortDevices::Devices() {
     }
     udev_enumerate_unref(en);
   }
-  for (const QString& path : FVirtualPaths)
-    if (QFileInfo::exists(path)) result.push_back({path, path, QStringLiteral("Virtual port")});
+  for (const QString& path : PresentVirtualPaths())
+    result.push_back({path, path, QStringLiteral("Virtual port")});
   return result;
+}
+
+QStringList TKvUdevPortDevices::PresentVirtualPaths() const {
+  QStringList present;
+  for (const QString& path : FVirtualPaths)
+    if (QFileInfo::exists(path)) present << path;
+  return present;
+}
+
+void TKvUdevPortDevices::CheckVirtualPaths() {
+  const QStringList present = PresentVirtualPaths();
+  if (present == FVirtualPresent) return;
+  FVirtualPresent = present;
+  if (OnNotice) OnNotice(TKvDeviceNotice::NodesChanged);
 }
 
 void TKvUdevPortDevices::MonitorReadable() {

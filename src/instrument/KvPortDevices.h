@@ -33,12 +33,14 @@ bool KvPort_IsSerialNode(const QString& name, int uartType);
 struct udev;
 struct udev_monitor;
 class QSocketNotifier;
+class TKvTimer;
 
 class TKvUdevPortDevices : public QObject, public TKvPortDeviceSource {
   Q_OBJECT
  public:
   // virtualPaths: device nodes the user registered (pseudo-terminals, bridges); listed while
-  // they exist.
+  // they exist. No device notice tells of them, so they are looked at every VirtualCheckMs
+  // and a change is told as "nodes changed".
   explicit TKvUdevPortDevices(const QStringList& virtualPaths = {}, QObject* owner = nullptr);
   ~TKvUdevPortDevices() override;
 
@@ -46,11 +48,16 @@ class TKvUdevPortDevices : public QObject, public TKvPortDeviceSource {
   // Whether the system's device notices are heard; without them the list only changes when
   // the manager is asked to look again.
   bool Monitoring() const { return FNotifier != nullptr; }
+  static constexpr int VirtualCheckMs = 1000;
 
  private:
   void MonitorReadable();
+  void CheckVirtualPaths();
+  QStringList PresentVirtualPaths() const;
 
   QStringList FVirtualPaths;
+  QStringList FVirtualPresent;  // as last looked at
+  TKvTimer* FVirtualCheck = nullptr;
   struct udev* FUdev = nullptr;
   struct udev_monitor* FMonitor = nullptr;
   QSocketNotifier* FNotifier = nullptr;

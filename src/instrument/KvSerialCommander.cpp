@@ -13,8 +13,8 @@ void KvSerial_SetupForCommander(TSerial& serial, TDmKv_COM_Commander& commander)
   serial.RTSActive = false;
   serial.DTRActive = true;
   serial.EventChar = 0x0A;
-  serial.RecTimeOut = 0;
-  serial.TrmTimeOut = 1000;
+  serial.SetRecTimeOut(0);
+  serial.SetTrmTimeOut(1000);
   serial.SyncWait = true;
   serial.EnableEvents = true;
   serial.OnRxChar = [&commander] { commander.SerialRxChar(); };

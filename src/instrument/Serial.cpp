@@ -1,17 +1,21 @@
 #include "Serial.h"
 
 #include <fcntl.h>
+#include <linux/serial.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <QFileInfo>
-#include <algorithm>
+#include <QThread>
 #include <cerrno>
 #include <cstring>
 
+#include "KvClock.h"
 #include "KvSys_Helper.h"
 
 namespace {
@@ -34,7 +38,7 @@ bool SpeedCode(int baud, speed_t& code) {
   return false;
 }
 
-// Bytes waiting, or -1 when the line can't tell (it hung up).
+// Bytes waiting, or -1 when the line can't tell (the device is gone).
 int Waiting(int fd) {
   int n = 0;
   return ioctl(fd, FIONREAD, &n) == 0 ? n : -1;
@@ -48,7 +52,57 @@ void SignalStop(int stopEvent) {
 QString Com(int port) {
   return QString("COM%1").arg(port);
 }
+
+// Modem lines and error counters, looked at every so often for the events a tty doesn't
+// signal through poll().
+constexpr uint32_t kLineEvents = EV_CTS | EV_DSR | EV_RLSD | EV_RING;
+constexpr uint32_t kCountEvents = EV_BREAK | EV_ERR;
+constexpr int kLineLookMs = 50;
+
+struct TLineState {
+  int Modem = 0;
+  serial_icounter_struct Counts{};
+  int OutQueue = 0;
+
+  void Read(int fd) {
+    if (ioctl(fd, TIOCMGET, &Modem) != 0) Modem = 0;
+    if (ioctl(fd, TIOCGICOUNT, &Counts) != 0) Counts = {};
+    if (ioctl(fd, TIOCOUTQ, &OutQueue) != 0) OutQueue = 0;
+  }
+  // What changed since before.
+  uint32_t Since(const TLineState& before) const {
+    uint32_t ev = 0;
+    const int changed = Modem ^ before.Modem;
+    if (changed & TIOCM_CTS) ev |= EV_CTS;
+    if (changed & TIOCM_DSR) ev |= EV_DSR;
+    if (changed & TIOCM_CD) ev |= EV_RLSD;
+    if (changed & TIOCM_RI) ev |= EV_RING;
+    if (Counts.brk != before.Counts.brk) ev |= EV_BREAK;
+    if (Counts.frame != before.Counts.frame || Counts.overrun != before.Counts.overrun ||
+        Counts.parity != before.Counts.parity || Counts.buf_overrun != before.Counts.buf_overrun)
+      ev |= EV_ERR;
+    if (before.OutQueue > 0 && OutQueue == 0) ev |= EV_TXEMPTY;
+    return ev;
+  }
+};
+
+int NiceOf(TThreadPriority p) {
+  static const int nice[] = {19, 10, 5, 0, -5, -10, -20};
+  return nice[p];
+}
 }  // namespace
+
+// What the port thread calls, as they were when the port opened.
+struct TSerial::THandlers {
+  std::function<void()> OnBreak, OnCts, OnDsr, OnError, OnRing, OnDcd, OnRxChar, OnEventChar,
+      OnTxEmpty, OnData;
+};
+
+bool KvSerial_IsHangUp(short revents, int waiting) {
+  // Ready without a byte waiting is no removal: another reader of the same port took the
+  // bytes between the wake-up and the look.
+  return (revents & (POLLHUP | POLLERR | POLLNVAL)) || waiting < 0;
+}
 
 // ---------------------------------------------------------------------------------------
 // TCustomSerial
@@ -64,47 +118,66 @@ void TCustomSerial::COMRemovedNotice() {
 // ---------------------------------------------------------------------------------------
 // TSerThread
 
-TSerThread::TSerThread(int handle, int stopEvent, std::function<void()> onRxChar,
-                       const std::atomic<bool>* enableEvents, std::function<void()> onHangUp)
-    : FHandle(handle),
-      FStopEvent(stopEvent),
-      FOnRxChar(std::move(onRxChar)),
-      FEnableEvents(enableEvents),
-      FOnHangUp(std::move(onHangUp)),
-      FThread([this] { Execute(); }) {}
+TSerThread::TContext::~TContext() {
+  if (StopEvent >= 0) close(StopEvent);
+}
+
+TSerThread::TSerThread(std::shared_ptr<TContext> context, TThreadPriority priority)
+    : FContext(std::move(context)), FThread(&TSerThread::Execute, FContext, priority) {}
 
 void TSerThread::Terminate() {
   if (!FThread.joinable()) return;
-  SignalStop(FStopEvent);
-  // A handler that closes its own port can't wait for itself; the thread ends on its own.
-  if (IsOwnThread())
+  FContext->Stopped = true;
+  SignalStop(FContext->StopEvent);
+  // A handler that closes its own port can't wait for itself: the thread sees Stopped when
+  // the handler returns and ends on its own, keeping the context alive until then.
+  if (std::this_thread::get_id() == FThread.get_id())
     FThread.detach();
   else
     FThread.join();
 }
 
-void TSerThread::Execute() {
+void TSerThread::Execute(std::shared_ptr<TContext> ctx, TThreadPriority priority) {
+  // Raising a thread's priority needs a privilege; without it the thread runs as it is.
+  setpriority(PRIO_PROCESS, 0, NiceOf(priority));
+  const bool looks = ctx->EventMask & (kLineEvents | kCountEvents | EV_TXEMPTY);
+  const bool receives = ctx->EventMask & (EV_RXCHAR | EV_RXFLAG);
+  TLineState line;
+  if (looks) line.Read(ctx->Handle);
   int unread = 0;  // what a handler left in the queue last time round
-  for (;;) {
-    pollfd fds[2] = {{FStopEvent, POLLIN, 0}, {FHandle, POLLIN, 0}};
+  while (!ctx->Stopped) {
+    pollfd fds[2] = {{ctx->StopEvent, POLLIN, 0}, {ctx->Handle, short(receives ? POLLIN : 0), 0}};
     // A handler that leaves bytes unread would make the descriptor ready at once, forever;
     // then look only for new bytes, now and then.
-    const bool idle = unread > 0 && Waiting(FHandle) == unread;
-    const int r = poll(fds, idle ? 1 : 2, idle ? 10 : -1);
+    const bool idle = unread > 0 && Waiting(ctx->Handle) == unread;
+    const int timeout = idle ? 10 : looks ? kLineLookMs : -1;
+    const int r = poll(fds, idle ? 1 : 2, timeout);
     if (r < 0 && errno != EINTR) return;
-    if (fds[0].revents) return;
-    if (r <= 0) continue;
-    const int before = Waiting(FHandle);
-    if (before > 0 && FOnRxChar && FEnableEvents->load()) {
-      FOnRxChar();
-      unread = Waiting(FHandle);
-    } else {
-      unread = std::max(before, 0);
+    if (ctx->Stopped || fds[0].revents) return;
+
+    const int waiting = Waiting(ctx->Handle);
+    const bool hungUp = KvSerial_IsHangUp(fds[1].revents, waiting);
+    uint32_t events = 0;
+    if (receives && waiting > 0 && !idle) events |= EV_RXCHAR;
+    if (looks && !hungUp) {
+      TLineState now;
+      now.Read(ctx->Handle);
+      events |= now.Since(line);
+      line = now;
     }
-    // Ready without a byte to read is how a tty says the other end is gone.
-    if ((fds[1].revents & (POLLHUP | POLLERR | POLLNVAL)) || before <= 0) {
-      if (FOnHangUp) FOnHangUp();
+    events &= ctx->EventMask;
+    if (events) ctx->Dispatch(events);
+    if (ctx->Stopped) return;  // a handler closed the port; the descriptor is gone
+    // While idle the count is what a handler left; it moves on only after a receive event.
+    if (!idle) unread = (events & EV_RXCHAR) ? std::max(Waiting(ctx->Handle), 0) : waiting;
+    if (hungUp) {
+      if (ctx->OnHangUp) ctx->OnHangUp();
       return;
+    }
+    if (r > 0 && fds[1].revents && waiting == 0) {
+      // Ready and empty again at once: give the other reader a moment instead of spinning.
+      pollfd stop{ctx->StopEvent, POLLIN, 0};
+      poll(&stop, 1, 10);
     }
   }
 }
@@ -116,6 +189,9 @@ TSerial::TSerial(TCOMManager* manager, QObject* owner) : TCustomSerial(manager, 
   setObjectName("Serial");
   const QStringList ports = FManager ? FManager->Ports() : QStringList();
   if (!ports.isEmpty()) FCOMPort = ports.first().mid(3).toInt();
+  TimerTrmRate = new TKvTimer(this, 1000);
+  TimerTrmRate->setObjectName("TimerTrmRate");
+  TimerTrmRate->OnTimer = [this] { TimerTrmRateTimer(); };
 }
 
 TSerial::~TSerial() {
@@ -134,7 +210,13 @@ void TSerial::SetCOMPort(int port) {
   if (port == 0 || (FManager && FManager->PortExists(port))) FCOMPort = port;
 }
 
+void TSerial::PortByIndex(int index) {
+  const QStringList ports = FManager ? FManager->Ports() : QStringList();
+  if (index >= 0 && index < ports.size()) FCOMPort = ports[index].mid(3).toInt();
+}
+
 void TSerial::SetBaudrate(int baud) {
+  // A rate of 0 with a clock set divides by zero, as it always did; keep the old rate.
   if (FFrequency > 0 && baud > 0) baud = FFrequency / (FFrequency / baud);
   FBaudrate = std::clamp(baud, 50, 921600);
 }
@@ -142,6 +224,35 @@ void TSerial::SetBaudrate(int baud) {
 void TSerial::SetParityBit(TParityBit parity) {
   FParityBit = parity;
   if (parity != none) FParityCheck = true;
+}
+
+void TSerial::SetBufSizeTrm(int size) {
+  FBufSizeTrm = std::max(size, 4096);
+}
+
+void TSerial::SetBufSizeRec(int size) {
+  FBufSizeRec = std::max(size, 4096);
+  if (FXOffLimit > FBufSizeRec) FXOffLimit = FBufSizeRec;
+  if (FXOnLimit >= FXOffLimit) FXOnLimit = FXOffLimit - 1;
+  if (FDataSize > FBufSizeRec) FDataSize = FBufSizeRec;
+}
+
+void TSerial::SetXOffLimit(int limit) {
+  FXOffLimit = std::clamp(limit, FXOnLimit + 1, FBufSizeRec);
+}
+
+void TSerial::SetXOnLimit(int limit) {
+  FXOnLimit = std::clamp(limit, 0, FXOffLimit - 1);
+}
+
+void TSerial::SetDataSize(int size) {
+  FDataSize = std::clamp(size, 0, FBufSizeRec);
+}
+
+void TSerial::SetCommBreak(bool on) {
+  FCommBreak = on;
+  const int fd = FSerHandle;
+  if (fd >= 0 && Active()) ioctl(fd, on ? TIOCSBRK : TIOCCBRK);
 }
 
 QString TSerial::DevicePath() const {
@@ -169,6 +280,7 @@ bool TSerial::Configure(int fd) {
   if (StopBits != sb_1) t.c_cflag |= CSTOPB;
   if (HandshakeRtsCts) t.c_cflag |= CRTSCTS;
   if (HandshakeXOnXOff) t.c_iflag |= IXON | IXOFF;
+  if (HandshakeXOnXOff && ContinueOnXOff) t.c_iflag |= IXANY;
   t.c_cc[VSTART] = cc_t(XOnChar);
   t.c_cc[VSTOP] = cc_t(XOffChar);
   t.c_cc[VMIN] = 0;
@@ -182,78 +294,167 @@ bool TSerial::Configure(int fd) {
   return true;
 }
 
+bool TSerial::Lock(int fd) {
+  // TIOCEXCL keeps out whoever opens after us, the lock whoever holds the port already and
+  // follows the same convention.
+  ioctl(fd, TIOCEXCL);
+  return flock(fd, LOCK_EX | LOCK_NB) == 0;
+}
+
+uint32_t TSerial::BuildEventMask() const {
+  uint32_t mask = 0;
+  if (OnBreak) mask |= EV_BREAK;
+  if (OnCts) mask |= EV_CTS;
+  if (OnDsr) mask |= EV_DSR;
+  if (OnError) mask |= EV_ERR;
+  if (OnRing) mask |= EV_RING;
+  if (OnDcd) mask |= EV_RLSD;
+  if (OnRxChar || OnData) mask |= EV_RXCHAR;
+  if (OnEventChar) mask |= EV_RXFLAG;
+  if (OnTxEmpty) mask |= EV_TXEMPTY;
+  return mask;
+}
+
 bool TSerial::OpenComm() {
   if (Active() || FCOMPort < 1) return false;
   const QString path = DevicePath();
   int fd = -1;
   int err = ENODEV;
+  QString why;
   if (!path.isEmpty()) {
     fd = open(path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd >= 0) {
-      ioctl(fd, TIOCEXCL);  // no second opener, as the platform's ports are exclusive
-      if (!Configure(fd)) {
-        err = errno;
-        close(fd);
-        fd = -1;
-      }
-    } else {
+    bool refused = false;
+    if (fd < 0) {
       err = errno;
+    } else if (!Lock(fd)) {
+      refused = true;
+      err = EBUSY;
+      why = "the port is in use by another program";
+    } else if (!Configure(fd)) {
+      refused = true;
+      err = errno;
+      if (err == EINVAL)
+        why = QString("the line can't take %1 baud with these settings").arg(FBaudrate);
+    }
+    if (refused) {
+      close(fd);
+      fd = -1;
     }
   }
   if (fd < 0) {
     FLastError = err;
-    ReportOpenFailure(path, err);
+    ReportOpenFailure(path, err, why);
     return false;
   }
 
   FSerHandle = fd;
+  FOpenPath = path;
   FClosing = false;
-  FStopEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  FLastErrorText.clear();
   const int session = ++FSession;
-  if (OnRxChar)
-    SerThread = std::make_unique<TSerThread>(fd, FStopEvent, OnRxChar, &EnableEvents, [=, this] {
+  MasterEventMask = BuildEventMask();
+  FHandlers = std::make_shared<THandlers>(THandlers{OnBreak, OnCts, OnDsr, OnError, OnRing, OnDcd,
+                                                    OnRxChar, OnEventChar, OnTxEmpty, OnData});
+  // All of the open state is in place before the thread starts: a handler may close the port
+  // on its first event.
+  FActive = true;
+  if (FCommBreak) SetCommBreak(true);
+  LastTrmBuf = FTrmRate = 0;
+  StalledFlag = false;
+  if (OnMeasure || OnStalled) TimerTrmRate->SetEnabled(true);
+  if (FManager) FManager->AssignCOM(this);
+  FLastError = 0;
+  KvSysHelper().SysLog_Add(this, "", Com(FCOMPort) + " open on " + path);
+  if (MasterEventMask) {
+    auto ctx = std::make_shared<TSerThread::TContext>(fd, MasterEventMask);
+    ctx->StopEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    FStopEvent = ctx->StopEvent;
+    std::shared_ptr<THandlers> handlers = FHandlers;
+    if (SyncEventHandling)
+      ctx->Dispatch = [=, this](uint32_t events) {
+        QMetaObject::invokeMethod(
+            this,
+            [=, this] {
+              if (session == FSession && Active()) Dispatch(*handlers, events);
+            },
+            Qt::QueuedConnection);
+      };
+    else
+      ctx->Dispatch = [=, this](uint32_t events) { Dispatch(*handlers, events); };
+    ctx->OnHangUp = [=, this] {
       QMetaObject::invokeMethod(
           this, [=, this] { PortHungUp(session); }, Qt::QueuedConnection);
-    });
-  FActive = true;
-  FLastError = 0;
-  if (FManager) FManager->AssignCOM(this);
-  KvSysHelper().SysLog_Add(this, "", Com(FCOMPort) + " open on " + path);
+    };
+    SerThread = std::make_unique<TSerThread>(ctx, ThreadPriority);
+  }
   return true;
 }
 
-void TSerial::ReportOpenFailure(const QString& path, int err) {
-  QString msg = Com(FCOMPort) + " (" + (path.isEmpty() ? QString("no device") : path) +
-                ") could not be opened: " + QString::fromLocal8Bit(strerror(err));
+void TSerial::ReportOpenFailure(const QString& path, int err, const QString& why) {
+  QString reason = why.isEmpty() ? QString::fromLocal8Bit(strerror(err)) : why;
   if (err == EACCES) {
     const QString group = QFileInfo(path).group();
-    msg += QString(" - the user must be a member of the group \"%1\" to use serial ports")
-               .arg(group.isEmpty() || group == "root" ? QString("dialout") : group);
+    reason += QString(" - the user must be a member of the group \"%1\" to use serial ports")
+                  .arg(group.isEmpty() || group == "root" ? QString("dialout") : group);
   }
-  KvSysHelper().SysLog_Add(this, "", msg);
+  FLastErrorText = Com(FCOMPort) + " could not be opened: " + reason;
+  KvSysHelper().SysLog_Add(this, "",
+                           Com(FCOMPort) + " (" + (path.isEmpty() ? QString("no device") : path) +
+                               ") could not be opened: " + reason);
+}
+
+void TSerial::Dispatch(const THandlers& h, uint32_t events) {
+  if (!EnableEvents) return;
+  if (events & EV_BREAK) h.OnBreak();
+  if (events & EV_CTS) h.OnCts();
+  if (events & EV_DSR) h.OnDsr();
+  if (events & EV_ERR) h.OnError();
+  if (events & EV_RING) h.OnRing();
+  if (events & EV_RLSD) h.OnDcd();
+  if (events & EV_RXCHAR) {
+    if (h.OnRxChar) h.OnRxChar();
+    const int size = FDataSize;
+    if (h.OnData && size > 0 && BufRec() >= size) h.OnData();
+  }
+  if ((events & EV_RXFLAG) && h.OnEventChar) h.OnEventChar();
+  if (events & EV_TXEMPTY) h.OnTxEmpty();
+}
+
+void TSerial::NoticeEventChar(const uint8_t* bytes, int count) {
+  const std::shared_ptr<THandlers> h = FHandlers;
+  if (!h || !h->OnEventChar || !(MasterEventMask & EV_RXFLAG) || !EnableEvents) return;
+  if (std::memchr(bytes, EventChar, size_t(count))) h->OnEventChar();
 }
 
 void TSerial::Release() {
   // A handler that reads while bytes keep coming would hold the thread forever.
   FClosing = true;
-  SerThread.reset();  // joins
+  TimerTrmRate->SetEnabled(false);
+  FTrmRate = LastTrmBuf = 0;
+  SerThread.reset();  // joins, unless a handler of the thread itself is closing
+  MasterEventMask = 0;
+  FStopEvent = -1;
   const int fd = FSerHandle.exchange(-1);
   if (fd >= 0) close(fd);
-  if (FStopEvent >= 0) close(FStopEvent);
-  FStopEvent = -1;
   FActive = false;
 }
 
 void TSerial::CloseComm() {
   if (!Active()) return;
   Release();
-  if (FManager) FManager->AssignCOM(this);
   FLastError = 0;
+  if (!FManager) return;
+  // The manager belongs to the main thread; a handler closing its own port tells it later.
+  if (QThread::currentThread() == thread())
+    FManager->AssignCOM(this);
+  else
+    QMetaObject::invokeMethod(
+        this, [this] { FManager->AssignCOM(this); }, Qt::QueuedConnection);
 }
 
 void TSerial::COMRemovedNotice() {
   if (!Active()) return;  // told once, by the device notice or by the hang-up
-  KvSysHelper().SysLog_Add(this, "", Com(FCOMPort) + " (" + DevicePath() + ") was removed");
+  KvSysHelper().SysLog_Add(this, "", Com(FCOMPort) + " (" + FOpenPath + ") was removed");
   Release();
   TCustomSerial::COMRemovedNotice();
   if (FManager) FManager->AssignCOM(this);
@@ -268,16 +469,34 @@ void TSerial::PortHungUp(int session) {
 }
 
 // ---------------------------------------------------------------------------------------
-// Data calls
+// Line state and data calls
 
 int TSerial::BufRec() {
   const int fd = FSerHandle;
   return fd < 0 || FClosing ? 0 : std::max(Waiting(fd), 0);
 }
 
+int TSerial::BufTrm() const {
+  const int fd = FSerHandle;
+  int n = 0;
+  return fd >= 0 && ioctl(fd, TIOCOUTQ, &n) == 0 ? n : 0;
+}
+
+bool TSerial::CanTransmitt() const {
+  const int fd = FSerHandle;
+  if (fd < 0) return false;
+  if (!HandshakeRtsCts && !HandshakeDtrDsr) return true;
+  int lines = 0;
+  if (ioctl(fd, TIOCMGET, &lines) != 0) return false;
+  const bool cts = lines & TIOCM_CTS, dsr = lines & TIOCM_DSR;
+  if (HandshakeRtsCts && HandshakeDtrDsr) return cts && dsr;
+  return HandshakeRtsCts ? cts : dsr;
+}
+
 bool TSerial::WaitFor(short events, int timeoutMs) {
-  pollfd fds[2] = {{FSerHandle, events, 0}, {FStopEvent, POLLIN, 0}};
-  const int r = poll(fds, 2, timeoutMs > 0 ? timeoutMs : -1);
+  const int stop = FStopEvent;
+  pollfd fds[2] = {{FSerHandle, events, 0}, {stop, POLLIN, 0}};
+  const int r = poll(fds, stop >= 0 ? 2 : 1, timeoutMs > 0 ? timeoutMs : -1);
   return r > 0 && !fds[1].revents && !(fds[0].revents & (POLLHUP | POLLERR | POLLNVAL));
 }
 
@@ -294,12 +513,21 @@ int TSerial::ReceiveData(uint8_t* buffer, int len) {
     }
     FLastError = n < 0 ? errno : 0;
     if (n == 0 || (errno != EAGAIN && errno != EINTR)) break;
-    if (!SyncWait || !WaitFor(POLLIN, RecTimeOut)) break;
+    if (!SyncWait || !WaitFor(POLLIN, FRecTimeOut)) break;
   }
+  if (got > 0) NoticeEventChar(buffer, got);
   return got;
 }
 
+QByteArray TSerial::ReceiveText() {
+  QByteArray text(BufRec(), '\0');
+  if (text.isEmpty()) return text;
+  text.resize(ReceiveData(reinterpret_cast<uint8_t*>(text.data()), int(text.size())));
+  return text;
+}
+
 int TSerial::TransmittData(const uint8_t* data, int len) {
+  LastTrmBuf += std::max(len, 0);
   const int fd = FSerHandle;
   if (fd < 0) return 0;
   int sent = 0;
@@ -311,12 +539,49 @@ int TSerial::TransmittData(const uint8_t* data, int len) {
     }
     FLastError = errno;
     if (errno != EAGAIN && errno != EINTR) break;
-    if (!SyncWait || !WaitFor(POLLOUT, TrmTimeOut)) break;
+    if (!SyncWait || !WaitFor(POLLOUT, FTrmTimeOut)) break;
   }
   return sent;
 }
 
+int TSerial::TransmittBytes(const QByteArray& bytes) {
+  return TransmittData(reinterpret_cast<const uint8_t*>(bytes.constData()), int(bytes.size()));
+}
+
 void TSerial::TransmittText(const QString& text) {
-  const QByteArray bytes = text.toLatin1();
-  TransmittData(reinterpret_cast<const uint8_t*>(bytes.constData()), int(bytes.size()));
+  TransmittBytes(text.toLatin1());
+}
+
+bool TSerial::Purge(bool TxAbort, bool RxAbort, bool TxClear, bool RxClear) {
+  const int fd = FSerHandle;
+  if (fd < 0) return false;
+  bool ok = true;
+  if (TxAbort || TxClear) ok = tcflush(fd, TCOFLUSH) == 0 && ok;
+  if (RxAbort || RxClear) ok = tcflush(fd, TCIFLUSH) == 0 && ok;
+  FLastError = ok ? 0 : errno;
+  return ok;
+}
+
+bool TSerial::ForceChar(uint8_t c) {
+  const int fd = FSerHandle;
+  if (fd < 0 || FCommBreak) return false;
+  if (c == XOnChar || c == XOffChar) return tcflow(fd, c == XOnChar ? TCION : TCIOFF) == 0;
+  return write(fd, &c, 1) == 1;
+}
+
+void TSerial::TimerTrmRateTimer() {
+  if (!Active()) {
+    FTrmRate = 0;
+    return;
+  }
+  const int queued = BufTrm();
+  FTrmRate = LastTrmBuf - queued;
+  LastTrmBuf = queued;
+  if (OnMeasure && EnableEvents) OnMeasure();
+  if (OnStalled && queued > 0 && FTrmRate == 0) {
+    if (!StalledFlag && EnableEvents) OnStalled();
+    StalledFlag = true;
+  } else {
+    StalledFlag = false;
+  }
 }

@@ -2,19 +2,52 @@
 // The program's serial port engine and port manager.
 //
 // TSerial opens a COM number's device node with termios, runs one reader thread per open
-// port and raises OnRxChar on that thread while bytes wait. A port that vanishes (the
-// adapter unplugged, the far end of a pseudo-terminal closed) reaches OnCOMRemoved on the
-// main thread, from the manager's device notices or from the reader thread's hang-up.
+// port and raises its events on that thread (or, with SyncEventHandling, on the main thread).
+// A port that vanishes (the adapter unplugged, the far end of a pseudo-terminal closed)
+// reaches OnCOMRemoved on the main thread, from the manager's device notices or from the
+// reader thread's hang-up.
 //
 // TCOMManager numbers the serial devices of a device source COM1..COM99, stably across runs,
 // remembers which port component holds each number and tells the holder when its device
 // goes. It lives on the main thread and must outlive the port components.
 //
-// Threads: the reader thread touches only the descriptor, the stop event, the handler it
-// was given at opening and the atomics below; everything else runs on the main thread.
+// The communications calls the engine is modelled on, and what stands for each here:
+//   CreateFileW (exclusive)     open(O_RDWR|O_NOCTTY|O_NONBLOCK), then ioctl TIOCEXCL against
+//                               later openers and flock(LOCK_EX|LOCK_NB) against programs
+//                               that hold the port already (the serial tools' convention)
+//   SetupComm                   nothing to size: the tty layer's queues are fixed; the sizes
+//                               are kept for the limits and DataSize
+//   BuildCommDCBW, SetCommState tcgetattr, cfmakeraw, cfsetispeed/cfsetospeed from the
+//                               B50..B921600 table (another rate fails the open), c_cflag
+//                               CSIZE/PARENB/PARODD/CMSPAR/CSTOPB/CRTSCTS, c_iflag INPCK,
+//                               IXON/IXOFF, IXANY off for ContinueOnXOff, c_cc VSTART/VSTOP,
+//                               tcsetattr; DTR and RTS through TIOCMBIS/TIOCMBIC
+//   SetCommTimeouts             RecTimeOut and TrmTimeOut bound the poll() of a waiting
+//                               read or write
+//   SetCommMask, WaitCommEvent  the reader thread's poll() on the descriptor and a stop
+//                               eventfd; modem lines through TIOCMGET, line breaks and
+//                               errors through the TIOCGICOUNT counters, the output queue
+//                               draining through TIOCOUTQ, looked at every 50 ms while such
+//                               a handler is in the mask; the event character is seen in
+//                               the bytes a data call reads (a tty can't be peeked)
+//   ClearCommError              ioctl FIONREAD (input queue), TIOCOUTQ (output queue)
+//   ReadFile, WriteFile,        read()/write() on the non-blocking descriptor; with
+//   GetOverlappedResult         SyncWait, poll() until done, the time-out or the close
+//   PurgeComm                   tcflush(TCIFLUSH / TCOFLUSH)
+//   TransmitCommChar            tcflow(TCION / TCIOFF) for the XOn and XOff characters,
+//                               which the line sends ahead of its queue; others are written
+//   SetCommBreak, ClearCommBreak  ioctl TIOCSBRK / TIOCCBRK
+//   GetCommModemStatus          ioctl TIOCMGET (TIOCM_CTS, TIOCM_DSR)
+//   CloseHandle                 close(), which also drops the flock
+//   GetLastError                errno
+//
+// Threads: the reader thread touches only the descriptor, the stop event, the handlers
+// taken at opening and the atomics below; everything else runs on the main thread.
 #include <QObject>
 #include <QString>
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -25,10 +58,59 @@
 
 class TCOMManager;
 class TKvPortAssignments;
+class TKvTimer;
 
 enum TDataBits { db_4, db_5, db_6, db_7, db_8 };
 enum TParityBit { none, odd, even, mark, space };
 enum TStopBits { sb_1, sb_15, sb_2 };
+enum TThreadPriority { tpIdle, tpLowest, tpLower, tpNormal, tpHigher, tpHighest, tpTimeCritical };
+
+// The event mask bits, with the values the line's events always had.
+enum : uint32_t {
+  EV_RXCHAR = 0x0001,
+  EV_RXFLAG = 0x0002,
+  EV_TXEMPTY = 0x0004,
+  EV_CTS = 0x0008,
+  EV_DSR = 0x0010,
+  EV_RLSD = 0x0020,
+  EV_BREAK = 0x0040,
+  EV_ERR = 0x0080,
+  EV_RING = 0x0100,
+};
+
+// All settings of a port as one value; see TSerial::ConfigToStr for its text form.
+struct TSerialConfig {
+  bool Valid = false;
+  int COMPort = 0;
+  int Baudrate = 9600;
+  TDataBits DataBits = db_8;
+  TParityBit ParityBit = none;
+  TStopBits StopBits = sb_1;
+  int BufSizeTrm = 16384;
+  int BufSizeRec = 16384;
+  bool HandshakeRtsCts = false;
+  bool HandshakeDtrDsr = false;
+  bool HandshakeXOnXOff = false;
+  bool RTSActive = false;
+  bool DTRActive = false;
+  uint8_t XOnChar = 0x11;
+  uint8_t XOffChar = 0x13;
+  int XOffLimit = 8192;
+  int XOnLimit = 512;
+  uint8_t ErrorChar = '?';
+  uint8_t EofChar = 0x1A;
+  uint8_t EventChar = 0x0D;
+  bool ContinueOnXOff = false;
+  bool UseErrorChar = false;
+  bool EliminateNullChar = false;
+  bool AbortOnError = false;
+  int RecTimeOut = 0;
+  int TrmTimeOut = 0;
+};
+
+// Whether what poll() said of a port and the bytes it holds (-1: it can't tell) mean that the
+// line is gone: a hang-up or a device that no longer answers.
+bool KvSerial_IsHangUp(short revents, int waiting);
 
 // What the port manager knows of a port component: its number, whether it is open, and the
 // removal notice.
@@ -43,6 +125,7 @@ class TCustomSerial : public QObject, public TKvSerialPort {
   int LastError() const override { return FLastError.load(); }
   int SerHandle() const { return FSerHandle.load(); }
   TCOMManager* Manager() const { return FManager; }
+  TThreadPriority ThreadPriority = tpNormal;
 
   // The device has vanished: the port counts as closed and OnCOMRemoved is raised. Called on
   // the main thread.
@@ -56,27 +139,35 @@ class TCustomSerial : public QObject, public TKvSerialPort {
   std::atomic<int> FLastError{0};
   int FBufSizeTrm = 16384;
   int FBufSizeRec = 16384;
+  std::atomic<uint32_t> MasterEventMask{0};
   TCOMManager* FManager;
 };
 
-// Waits on an open port and raises the receive event while bytes wait; ends when told to
-// (Terminate joins it) or when the line hangs up (OnHangUp, raised on this thread).
+// Waits on an open port and hands the events of the mask to Dispatch; ends when told to
+// (Terminate joins it, or lets it finish by itself when called from a handler) or when the
+// line hangs up (OnHangUp, raised on this thread). What the thread uses lives in a context
+// that the thread shares, so that a handler closing its own port frees nothing in use.
 class TSerThread {
  public:
-  TSerThread(int handle, int stopEvent, std::function<void()> onRxChar,
-             const std::atomic<bool>* enableEvents, std::function<void()> onHangUp);
+  struct TContext {
+    TContext(int handle, uint32_t mask) : Handle(handle), EventMask(mask) {}
+    ~TContext();
+    const int Handle;
+    const uint32_t EventMask;
+    int StopEvent = -1;
+    std::atomic<bool> Stopped{false};
+    std::function<void(uint32_t events)> Dispatch;
+    std::function<void()> OnHangUp;
+  };
+
+  TSerThread(std::shared_ptr<TContext> context, TThreadPriority priority);
   ~TSerThread() { Terminate(); }
   void Terminate();
 
  private:
-  void Execute();
-  bool IsOwnThread() const { return std::this_thread::get_id() == FThread.get_id(); }
+  static void Execute(std::shared_ptr<TContext> context, TThreadPriority priority);
 
-  const int FHandle;
-  const int FStopEvent;
-  const std::function<void()> FOnRxChar;
-  const std::atomic<bool>* FEnableEvents;
-  const std::function<void()> FOnHangUp;
+  std::shared_ptr<TContext> FContext;
   std::thread FThread;
 };
 
@@ -86,15 +177,23 @@ class TSerial : public TCustomSerial {
   explicit TSerial(TCOMManager* manager = nullptr, QObject* owner = nullptr);
   ~TSerial() override;
 
-  // Events: assign before opening; a handler assigned later is never called.
-  std::function<void()> OnRxChar;  // raised on the port's thread
+  // Events: assign before opening; a handler assigned later is never called. They are raised
+  // on the port's thread, or on the main thread with SyncEventHandling.
+  std::function<void()> OnBreak, OnCts, OnDsr, OnError, OnRing, OnDcd, OnRxChar, OnEventChar,
+      OnTxEmpty, OnData;
+  // Raised each second by the transmit rate timer, on the main thread.
+  std::function<void()> OnMeasure, OnStalled;
 
   void SetActive(bool on) override;
   // Takes 0 or a number the port manager lists; other numbers are ignored.
   void SetCOMPort(int port) override;
+  // The index-th port of the manager's list; an index outside it changes nothing.
+  void PortByIndex(int index);
   virtual bool OpenComm();
   virtual void CloseComm();
   void COMRemovedNotice() override;
+  // Why the last opening failed, in a sentence for the status bar; empty when it didn't.
+  QString LastErrorText() const override { return FLastErrorText; }
 
   // Line settings, applied when the port opens.
   int Frequency() const { return FFrequency; }
@@ -104,45 +203,108 @@ class TSerial : public TCustomSerial {
   void SetBaudrate(int baud);
   TDataBits DataBits = db_8;
   TParityBit ParityBit() const { return FParityBit; }
+  // Anything but none also switches the parity check on.
   void SetParityBit(TParityBit parity);
   bool ParityCheck() const { return FParityCheck; }
   TStopBits StopBits = sb_1;
+  int BufSizeTrm() const { return FBufSizeTrm; }
+  void SetBufSizeTrm(int size);
+  int BufSizeRec() const { return FBufSizeRec; }
+  // At least 4096; the XOff and XOn limits follow it down.
+  void SetBufSizeRec(int size);
   bool HandshakeRtsCts = false;
   bool HandshakeDtrDsr = false;
   bool HandshakeXOnXOff = false;
   bool RTSActive = false;
   bool DTRActive = false;
-  char XOnChar = 0x11;
-  char XOffChar = 0x13;
-  char EventChar = 0x0D;
-  int RecTimeOut = 0;  // ms; 0 waits without limit
-  int TrmTimeOut = 0;  // ms; 0 waits without limit
-  bool SyncWait = true;
+  int XOffLimit() const { return FXOffLimit; }
+  void SetXOffLimit(int limit);
+  int XOnLimit() const { return FXOnLimit; }
+  void SetXOnLimit(int limit);
+  uint8_t XOnChar = 0x11;
+  uint8_t XOffChar = 0x13;
+  uint8_t ErrorChar = '?';
+  uint8_t EofChar = 0x1A;
+  uint8_t EventChar = 0x0D;
+  // The input queue's fill at which OnData is raised; 0 never raises it.
+  int DataSize() const { return FDataSize.load(); }
+  void SetDataSize(int size);
+  bool ContinueOnXOff = false;
+  bool UseErrorChar = false;
+  bool EliminateNullChar = false;
+  bool AbortOnError = false;
+  int RecTimeOut() const { return FRecTimeOut; }  // ms; 0 waits without limit
+  void SetRecTimeOut(int ms) { FRecTimeOut = std::max(ms, 0); }
+  int TrmTimeOut() const { return FTrmTimeOut; }  // ms; 0 waits without limit
+  void SetTrmTimeOut(int ms) { FTrmTimeOut = std::max(ms, 0); }
+  bool SyncEventHandling = false;
   std::atomic<bool> EnableEvents{true};
+  bool SyncWait = true;
+  bool CommBreak() const { return FCommBreak; }
+  // Sets or clears the line break at once when open.
+  void SetCommBreak(bool on);
 
-  // Data calls; any thread, but one at a time. Closed, they return 0.
+  // State of the line.
   int BufRec() override;
+  int BufTrm() const;
+  bool CanTransmitt() const;
+  int TrmRate() const { return FTrmRate; }
+
+  // Data calls; any thread, but one at a time. Closed, they return 0 or nothing.
   int ReceiveData(uint8_t* buffer, int len) override;
+  QByteArray ReceiveText();
   int TransmittData(const uint8_t* data, int len);
   void TransmittText(const QString& text) override;
+  int TransmittBytes(const QByteArray& bytes);
+  bool Purge(bool TxAbort, bool RxAbort, bool TxClear, bool RxClear);
+  // Sends c ahead of what waits; not while closed or in a line break.
+  bool ForceChar(uint8_t c);
+
+  // All settings as one value, and back through the setters (an invalid one is ignored).
+  TSerialConfig GetConfig() const;
+  void SetConfig(const TSerialConfig& config);
+  virtual QString ConfigToStr(const TSerialConfig& config) const;
+  virtual TSerialConfig StrToConfig(const QString& text) const;
+
   // The device node behind the current number, for messages.
   QString DevicePath() const;
+  // Each second: the transmit rate, OnMeasure and OnStalled.
+  void TimerTrmRateTimer();
+  TKvTimer* TimerTrmRate;
 
  private:
+  struct THandlers;
   bool Configure(int fd);
+  bool Lock(int fd);
   void Release();
-  void ReportOpenFailure(const QString& path, int err);
+  void ReportOpenFailure(const QString& path, int err, const QString& why);
   void PortHungUp(int session);
   bool WaitFor(short events, int timeoutMs);
+  uint32_t BuildEventMask() const;
+  void Dispatch(const THandlers& handlers, uint32_t events);
+  void NoticeEventChar(const uint8_t* bytes, int count);
 
   int FFrequency = 9216000;
   int FBaudrate = 9600;
   TParityBit FParityBit = none;
   bool FParityCheck = false;
-  int FStopEvent = -1;
+  int FXOffLimit = 8192;
+  int FXOnLimit = 512;
+  std::atomic<int> FDataSize{0};
+  int FRecTimeOut = 0;
+  int FTrmTimeOut = 0;
+  bool FCommBreak = false;
+  QString FLastErrorText;
+  QString FOpenPath;  // the node opened, for the removal message
   std::atomic<bool> FClosing{false};
-  int FSession = 0;  // which opening a hang-up belongs to
+  int FSession = 0;  // which opening a hang-up or a queued event belongs to
+  std::atomic<int> FStopEvent{-1};
+  std::shared_ptr<THandlers> FHandlers;  // taken at opening, read by the port thread
   std::unique_ptr<TSerThread> SerThread;
+  // A handler closing its own port zeroes these on the port thread.
+  std::atomic<int> FTrmRate{0};
+  std::atomic<int> LastTrmBuf{0};
+  bool StalledFlag = false;
 };
 
 // The list of COM ports: one entry per numbered serial device, ascending.
@@ -167,6 +329,7 @@ class TCOMManager : public QObject, public TKvPortList {
   // The device's name with its node: "FT232R USB UART (/dev/ttyUSB0)".
   QString FriendlyName(int port) const override;
   QString DevicePath(int port) const;
+  QString DeviceName(int port) const;
   int CheckedPorts() const { return FCheckedPorts; }
 
   // Looks at the devices again; holders of ports that went get their removal notice. The

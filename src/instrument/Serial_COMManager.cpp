@@ -57,6 +57,11 @@ QString TCOMManager::DevicePath(int port) const {
   return e ? e->Device.Path : QString();
 }
 
+QString TCOMManager::DeviceName(int port) const {
+  const TPortEntry* e = Find(port);
+  return e ? e->Device.Name : QString();
+}
+
 TCustomSerial* TCOMManager::Holder(int port) const {
   const TPortEntry* e = Find(port);
   return e ? e->Holder : nullptr;

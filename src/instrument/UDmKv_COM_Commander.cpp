@@ -23,8 +23,9 @@ const TRange kRanges[7] = {{"30 -  80 dB ", 30.0, 80.0},  {"40 -  90 dB ", 40.0,
                            {"70 - 120 dB ", 70.0, 120.0}, {"80 - 130 dB ", 80.0, 130.0},
                            {"30 - 130 dB ", 30.0, 130.0}};
 
+// At least one digit: a byte that isn't a digit shows whole, which is what the raw line is for.
 QString Hex1(int v) {
-  return QString::number(v & 0xF, 16).toUpper();
+  return QString::number(v & 0xFF, 16).toUpper();
 }
 QString Hex2(int v) {
   return QString::number(v & 0xFF, 16).toUpper().rightJustified(2, '0');
@@ -84,20 +85,26 @@ TDmKv_COM_Commander::~TDmKv_COM_Commander() {
 // Receiving and decoding
 
 void TDmKv_COM_Commander::SerialRxChar() {
-  std::lock_guard<std::recursive_mutex> lock(FDataLock);
-  // Read no more than fits behind what RecBuf holds, and go round again while the queue has
-  // more, so that a burst larger than the buffer is decoded rather than dropped.
+  // Read in portions that fit behind what RecBuf holds and decode between them, so that a
+  // burst of any size decodes exactly like a trickle. The buffer is filled to one byte short
+  // of its end: TrmBuf_Delete clears from one byte early, which would otherwise hit a byte
+  // still in use. The lock is never held across the read, which may wait.
   for (;;) {
-    nrCount = Serial->BufRec();
-    if (nrCount <= 0) break;
+    int room;
+    {
+      std::lock_guard<std::recursive_mutex> lock(FDataLock);
+      room = KvBufSize - 1 - std::max(FRecTotal, 0);
+    }
+    const int waiting = Serial->BufRec();
+    if (waiting <= 0 || room <= 0) break;
     TKvBuf local{};
-    const int room = std::max(0, KvBufSize - std::max(FRecTotal, 0));
-    if (room == 0) break;
-    nrCount = Serial->ReceiveData(local.data(), std::min(nrCount, room));
-    if (nrCount <= 0) break;
-    TrmBuf_Append(RecBuf, FRecTotal, local.data(), nrCount);
-    FRecTotal += nrCount;
-    FRecTotalAll += nrCount;
+    const int got = Serial->ReceiveData(local.data(), std::min(waiting, room));
+    std::lock_guard<std::recursive_mutex> lock(FDataLock);
+    nrCount = got;
+    if (got <= 0) break;
+    TrmBuf_Append(RecBuf, FRecTotal, local.data(), got);
+    FRecTotal += got;
+    FRecTotalAll += got;
     while (FRecTotal >= KvRecordSize) nrCount = DecodeRxLine(KvRecordSize);
   }
 }
@@ -114,7 +121,7 @@ int TDmKv_COM_Commander::DecodeRxLine(int iLen) {
   const QString errHead = QString("Err: DecodeRxLine: %1 Byte received (failure ").arg(FRecTotal);
 
   dData = TKvUniqueData();
-  FTimerCheckConn->SetEnabled(false);
+  SwitchTimer(FTimerCheckConn, FCheckConnWanted, false);
   QString dec, raw, strAC;
 
   // Head byte: magic nibble and range index.
@@ -262,7 +269,7 @@ int TDmKv_COM_Commander::DecodeRxLine(int iLen) {
     FIsConnected = true;
     FIsConnected_Last = FIsConnected.load();
     FRecheckConnected = true;
-    FTimerCheckConn->SetEnabled(true);
+    SwitchTimer(FTimerCheckConn, FCheckConnWanted, true);
     OnDataReceived(this, strData, dData);
   }
 
@@ -345,7 +352,10 @@ void TDmKv_COM_Commander::TellConnectionChange(bool bNewPortList) {
 }
 
 void TDmKv_COM_Commander::DoConnect(bool Act, QString& BtnCap) {
-  nrCount = 0;
+  {
+    std::lock_guard<std::recursive_mutex> lock(FDataLock);
+    nrCount = 0;
+  }
   ntCount = 0;
   const int port = Serial->COMPort();
   if (Act) {
@@ -358,8 +368,9 @@ void TDmKv_COM_Commander::DoConnect(bool Act, QString& BtnCap) {
       BtnCap.clear();
       return;
     }
-    {
-      // A partial record or a simulation's count must not head the new stream.
+    if (!Serial->Active()) {
+      // A partial record or a simulation's count must not head a new stream. A port that is
+      // open already keeps the record it is in the middle of.
       std::lock_guard<std::recursive_mutex> lock(FDataLock);
       FRecTotal = 0;
       RecBuf.fill(0);
@@ -368,6 +379,9 @@ void TDmKv_COM_Commander::DoConnect(bool Act, QString& BtnCap) {
     BtnCap = "Dis&connect";
     FCheckDataReceived = false;
     DoStatusBarNotify(Com(port) + " opened", true);
+    // Queued, so that it follows whatever the caller says of the failure, and stays visible.
+    if (!Serial->Active() && !Serial->LastErrorText().isEmpty())
+      FireStatusBarNotify(Serial->LastErrorText(), true);
     FdtMaxTime = EncodeDate(1000, 1, 1);
     FdtMinTime = EncodeDate(9999, 12, 31);
   } else {
@@ -413,10 +427,10 @@ int TDmKv_COM_Commander::CheckDeviceAvailable() {
 
 void TDmKv_COM_Commander::FTimerCheckConnTimer() {
   std::lock_guard<std::recursive_mutex> lock(FDataLock);
-  FTimerCheckConn->SetEnabled(false);
+  SwitchTimer(FTimerCheckConn, FCheckConnWanted, false);
   if (FRecheckConnected) {
     FRecheckConnected = false;
-    FTimerCheckConn->SetEnabled(true);
+    SwitchTimer(FTimerCheckConn, FCheckConnWanted, true);
     return;
   }
   FIsConnected = false;
@@ -438,21 +452,26 @@ void TDmKv_COM_Commander::DoStatusBarNotify(const QString& Msg, bool bLog) {
 }
 
 void TDmKv_COM_Commander::FireStatusBarNotify(const QString& Msg, bool bLog) {
-  {
-    std::lock_guard<std::mutex> lock(FQueueLock);
-    FStatusBarNotify.push_back({Msg, bLog});
-  }
-  FTimerStatusBar->SetEnabled(true);
+  // Nothing outruns the thread that flushes: there a full queue is flushed, not dropped.
+  if (QThread::currentThread() == FTimerStatusBar->thread() && FStatusBarNotify.Full())
+    FTimerStatusBarTimer();
+  if (FStatusBarNotify.Add(Msg, bLog)) FTimerStatusBar->SetEnabled(true);
 }
 
 void TDmKv_COM_Commander::FTimerStatusBarTimer() {
   FTimerStatusBar->SetEnabled(false);
-  std::vector<TQueuedNotify> pending;
-  {
-    std::lock_guard<std::mutex> lock(FQueueLock);
-    pending.swap(FStatusBarNotify);
+  for (const TKvStatusQueue::TEntry& n : FStatusBarNotify.Take()) DoStatusBarNotify(n.Msg, n.bLog);
+}
+
+void TDmKv_COM_Commander::SwitchTimer(TKvTimer* timer, std::atomic<bool>& wanted, bool on) {
+  if (wanted.exchange(on) == on) return;
+  if (QThread::currentThread() == timer->thread()) {
+    timer->SetEnabled(on);
+    return;
   }
-  for (const TQueuedNotify& n : pending) DoStatusBarNotify(n.Msg, n.bLog);
+  // The switch runs later on the timer's thread and applies the latest wish, not this one.
+  QMetaObject::invokeMethod(
+      timer, [timer, &wanted] { timer->SetEnabled(wanted.load()); }, Qt::QueuedConnection);
 }
 
 void TDmKv_COM_Commander::UpdateDataSet() {

@@ -6,7 +6,9 @@
 //
 // Threads: SerialRxChar (and with it DecodeRxLine and the OnDataReceived listener) runs on
 // the port's thread; everything else on the main thread. FDataLock guards the receive
-// buffer and the reading, FQueueLock the status queue; flags crossing threads are atomics.
+// buffer and the reading and is never held across a read from the port; the status queue
+// has its own lock; flags crossing threads are atomics. Timers are switched from the port
+// thread only when their state changes, so a stream of garbage queues no event per byte.
 #include <QObject>
 #include <QStringList>
 #include <atomic>
@@ -18,6 +20,7 @@
 #include "KvClock.h"
 #include "KvInstrumentPorts.h"
 #include "KvMeasurementTable.h"
+#include "KvStatusQueue.h"
 #include "KvTimerList.h"
 #include "KvUniqueData.h"
 
@@ -95,6 +98,7 @@ class TDmKv_COM_Commander : public QObject {
   // A copy of the current reading, taken under the lock.
   TKvUniqueData CurrentData() const;
   int RecTotal() const;
+  size_t StatusQueued() const { return FStatusBarNotify.Count(); }
   int64_t RecTotalAll() const { return FRecTotalAll.load(); }
 
   TKvMeasurementTable KvMemTableData;
@@ -113,6 +117,8 @@ class TDmKv_COM_Commander : public QObject {
   int StructuralFailure(const QString& msg);
   void TellConnectionChange(bool bNewPortList);
   static int PortNumberOf(const QString& name);
+  // Switches a timer from any thread, queueing nothing when it is already as wanted.
+  void SwitchTimer(TKvTimer* timer, std::atomic<bool>& wanted, bool on);
 
   mutable std::recursive_mutex FDataLock;
   TKvBuf RecBuf{};      // guarded by FDataLock
@@ -136,12 +142,8 @@ class TDmKv_COM_Commander : public QObject {
   TDateTime FdtMinTime = 0;
   TDateTime FdtMaxTime = 0;
 
-  std::mutex FQueueLock;
-  struct TQueuedNotify {
-    QString Msg;
-    bool bLog;
-  };
-  std::vector<TQueuedNotify> FStatusBarNotify;  // guarded by FQueueLock
+  TKvStatusQueue FStatusBarNotify;
+  std::atomic<bool> FCheckConnWanted{false};  // what FTimerCheckConn was last told
 
   std::mt19937 FRandom{std::random_device{}()};
 };

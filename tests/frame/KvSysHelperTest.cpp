@@ -73,6 +73,33 @@ TEST_F(KvSysLog, FlushWritesBesideTheSettingsFileAndOnlyTheLastFlushSurvives) {
   EXPECT_EQ(ReadFile(logFile), "26.11.23 10.00 B three\n");
 }
 
+TEST_F(KvSysLog, RepeatsAndOverflowAreCountedNotKeptAndTheFileSaysHowMany) {
+  // What a stream of garbage from a device does to the log: the same failure over and over,
+  // and more distinct lines than a log should hold.
+  KvSysHelper().SysFile_AppStorage_Set(Path("u/LvxReader_1x1.ini"));
+  for (int i = 0; i < 500; ++i) KvSysHelper().SysLog_Add(nullptr, "E", "same failure");
+  KvSysHelper().SysLog_Add(nullptr, "A", "other");
+  EXPECT_EQ(KvSysHelper().SysLog_Get().filter("same failure").size(),
+            TKvSys_Helper::SysLogRepeatMax);
+  EXPECT_EQ(KvSysHelper().SysLog_Get().last(), "26.11.23 10.00 A other");
+  for (int i = 0; i < TKvSys_Helper::SysLogMax + 50; ++i)
+    KvSysHelper().SysLog_Add(nullptr, "N", QString::number(i));
+  EXPECT_EQ(KvSysHelper().SysLog_Count(), TKvSys_Helper::SysLogMax);
+  EXPECT_EQ(KvSysHelper().SysLog_Dropped(), 490 + 11 + 50);
+
+  KvSysHelper().SysLog_Save();
+  const QStringList lines =
+      QString::fromUtf8(ReadFile(Path("u/LvxReader_1x1.log"))).split(QChar(10), Qt::SkipEmptyParts);
+  EXPECT_EQ(lines.size(), TKvSys_Helper::SysLogMax + 2);
+  EXPECT_TRUE(lines.contains("26.11.23 10.00 E same failure (490 more times, not kept)"));
+  EXPECT_EQ(lines.last(), "26.11.23 10.00 61 further lines not kept, the log was full");
+
+  KvSysHelper().SysLog_Clear();  // a new log starts counting anew
+  KvSysHelper().SysLog_Add(nullptr, "E", "same failure");
+  EXPECT_EQ(KvSysHelper().SysLog_Count(), 1);
+  EXPECT_EQ(KvSysHelper().SysLog_Dropped(), 0);
+}
+
 TEST_F(KvSysLog, WithoutASettingsFileTheLogIsNamedAfterTheProgram) {
   KvSysHelper().SysLog_Add(nullptr, "A", "one");
   KvSysHelper().SysLog_Save();

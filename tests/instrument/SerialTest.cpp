@@ -1,9 +1,13 @@
 // The port engine on real pseudo-terminals: bytes from the line reach the commander through
 // the reader thread and are decoded, closing joins that thread, the far end going away
-// reaches the commander's removal path on the main thread, and a port that can't be opened
-// says why. Also run under ThreadSanitizer. The port list itself is COMManagerTest's.
+// reaches the commander's removal path on the main thread, a port that can't be opened says
+// why, and the link holds up under a second reader, a port held elsewhere, a handler that
+// closes its own port, long streams and garbage floods. Also run under ThreadSanitizer. The
+// port list itself is COMManagerTest's.
 #include <fcntl.h>
 #include <linux/capability.h>
+#include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
@@ -12,6 +16,7 @@
 #include <QTest>
 #include <QThread>
 #include <condition_variable>
+#include <random>
 #include <thread>
 
 #include "InstrumentFixture.h"
@@ -79,6 +84,8 @@ class SerialTest : public PortManagerTest {
     Clock.Advance(100);
     return Services.Texts;
   }
+  // Lets queued calls from the port thread (a hang-up, a timer switch) run on this thread.
+  void RunQueuedCalls(int ms) { QTest::qWait(ms); }
   size_t ReadingCount() {
     std::lock_guard<std::mutex> lock(FLock);
     return Received.size();
@@ -205,6 +212,18 @@ TEST_P(SerialOpenFailureTest, LeavesThePortClosedAndLogsTheReason) {
   EXPECT_EQ(Serial->SerHandle(), -1);
   EXPECT_TRUE(Logged("COM2 (" + path + ") could not be opened: " + c.Reason))
       << KvSysHelper().SysLog_Get().join("\n").toStdString();
+
+  // Through the commander: its own text first, then the reason, which stays on the bar.
+  QString caption;
+  {
+    TWithoutFileOverride asAUser;
+    Commander->DoConnect(true, caption);
+  }
+  const QStringList shown = FlushedStatusTexts();
+  ASSERT_GE(shown.size(), 2);
+  EXPECT_EQ(shown[shown.size() - 2], "COM2 opened");
+  EXPECT_TRUE(shown.last().startsWith(QString("COM2 could not be opened: ") + c.Reason))
+      << shown.last().toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -215,3 +234,206 @@ INSTANTIATE_TEST_SUITE_P(
                           "NoPermission", EACCES,
                           "Permission denied - the user must be a member of the group"}),
     [](const auto& info) { return std::string(info.param.Name); });
+
+TEST_F(SerialTest, ASecondReaderOfTheSamePortIsNoRemoval) {
+  // Another program reading the same line takes some of the bytes: the port is woken for
+  // bytes that are gone when it looks. That is no hang-up.
+  const int other = open(Pty.Path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+  ASSERT_GE(other, 0);
+  int removals = 0;
+  Serial->OnCOMRemoved = [&] { ++removals; };
+  Connect();
+  std::atomic<bool> running{true};
+  std::atomic<int> stolen{0};
+  std::thread thief([&] {
+    char buf[64];
+    while (running) {
+      pollfd p{other, POLLIN, 0};
+      if (poll(&p, 1, 5) > 0) {
+        const ssize_t n = read(other, buf, sizeof buf);
+        if (n > 0) stolen += int(n);
+      }
+    }
+  });
+  // Each piece on its own, so that both readers wake for it and either may win.
+  for (int i = 0; i < 400 && stolen < 100; ++i) {
+    Pty.Write(WorkedRecord().left(1 + i % 18));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (i % 20 == 0) RunQueuedCalls(1);
+  }
+  RunQueuedCalls(200);
+  running = false;
+  thief.join();
+  close(other);
+  EXPECT_GT(stolen.load(), 0);
+  EXPECT_EQ(removals, 0);
+  EXPECT_TRUE(Serial->Active());
+  EXPECT_FALSE(Logged("was removed"));
+}
+
+TEST(SerialHangUpTest, OnlyAHangUpOrAVanishedDeviceIsARemoval) {
+  struct Row {
+    short Revents;
+    int Waiting;
+    bool Gone;
+  };
+  for (const Row& r : {Row{POLLIN, 0, false}, Row{POLLIN, 5, false}, Row{0, 0, false},
+                       Row{POLLHUP, 0, true}, Row{POLLIN | POLLHUP, 7, true}, Row{POLLERR, 0, true},
+                       Row{POLLNVAL, 0, true}, Row{POLLIN, -1, true}})
+    EXPECT_EQ(KvSerial_IsHangUp(r.Revents, r.Waiting), r.Gone) << r.Revents << " " << r.Waiting;
+}
+
+TEST_F(SerialTest, APortHeldByAnotherProgramFailsToOpenWithTheReason) {
+  const int holder = open(Pty.Path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY);
+  ASSERT_GE(holder, 0);
+  ASSERT_EQ(flock(holder, LOCK_EX | LOCK_NB), 0);
+  QString caption;
+  Commander->DoConnect(true, caption);
+  EXPECT_FALSE(Serial->Active());
+  EXPECT_EQ(Serial->LastError(), EBUSY);
+  EXPECT_TRUE(
+      Logged("COM1 (" + Pty.Path + ") could not be opened: the port is in use by another program"));
+  EXPECT_EQ(FlushedStatusTexts().last(),
+            "COM1 could not be opened: the port is in use by another program");
+
+  // Once the other program lets go, the port opens, and now keeps the next one out.
+  close(holder);
+  Connect();
+  const int late = open(Pty.Path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY);
+  if (late >= 0) {
+    EXPECT_NE(flock(late, LOCK_EX | LOCK_NB), 0);
+    close(late);
+  }
+}
+
+TEST_F(SerialTest, AHandlerClosingItsOwnPortFreesNothingInUse) {
+  std::atomic<int> closings{0};
+  Serial->OnRxChar = [&] {
+    Commander->SerialRxChar();
+    Serial->SetActive(false);  // on the port's own thread
+    ++closings;
+  };
+  for (int i = 0; i < 10; ++i) {
+    Serial->SetActive(true);
+    ASSERT_TRUE(Serial->Active());
+    Pty.Write(WorkedRecord());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return closings.load() == i + 1; }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !Serial->Active(); }, 5000));
+    EXPECT_EQ(Serial->SerHandle(), -1);
+  }
+  EXPECT_EQ(ReadingCount(), 10u);
+}
+
+TEST_F(SerialTest, ConnectAndDisconnectWhileThePortThreadReceives) {
+  fcntl(Pty.Master, F_SETFL, fcntl(Pty.Master, F_GETFL) | O_NONBLOCK);
+  std::atomic<bool> writing{true};
+  std::thread line([&] {
+    const QByteArray r = WorkedRecord() + QByteArray(1, char(0x55));
+    while (writing) {
+      [[maybe_unused]] ssize_t n = write(Pty.Master, r.constData(), size_t(r.size()));
+      std::this_thread::yield();
+    }
+  });
+  QString caption;
+  for (int i = 0; i < 15; ++i) {
+    Commander->DoConnect(true, caption);
+    ASSERT_TRUE(Serial->Active());
+    EXPECT_TRUE(WaitForReadings(ReadingCount() + 1));
+    Clock.Advance(150);  // the watchdog and the status queue run meanwhile
+    (void)Commander->CurrentData();
+    Commander->DoConnect(false, caption);
+    EXPECT_FALSE(Serial->Active());
+    RunQueuedCalls(1);
+  }
+  writing = false;
+  line.join();
+  EXPECT_TRUE(FlushedStatusTexts().contains("COM1 closed"));
+}
+
+TEST_F(SerialTest, ALongStreamLosesNothingAndDuplicatesNothing) {
+  // Readings numbered through their level and seconds, delivered in the uneven pieces a USB
+  // adapter hands on.
+  const int kRecords = 2000;
+  QByteArray stream;
+  for (int i = 0; i < kRecords; ++i) {
+    const QByteArray level = QByteArray::number(i % 10000).rightJustified(4, '0');
+    const QByteArray time = "1430" + QByteArray::number(i % 60).rightJustified(2, '0');
+    stream += Record(0xA2, 0x0C, level.constData(), "110615", time.constData());
+  }
+  Connect();
+  std::mt19937 random(3);
+  std::thread feeder([&] {
+    for (int at = 0; at < stream.size();) {
+      const int n = std::min(int(random() % 90) + 1, int(stream.size()) - at);
+      Pty.Write(stream.mid(at, n));
+      at += n;
+    }
+  });
+  feeder.join();
+  ASSERT_TRUE(WaitForReadings(kRecords));
+  RunQueuedCalls(50);
+  std::lock_guard<std::mutex> lock(FLock);
+  ASSERT_EQ(Received.size(), size_t(kRecords));
+  for (int i = 0; i < kRecords; ++i)
+    ASSERT_DOUBLE_EQ(Received[size_t(i)].dVal, (i % 10000) / 10.0) << "reading " << i;
+}
+
+TEST_F(SerialTest, AGarbageFloodKeepsTheQueueTheLogAndTheEventsBounded) {
+  int queuedCalls = 0;
+  struct TCounter : QObject {
+    int* Count;
+    bool eventFilter(QObject*, QEvent* e) override {
+      if (e->type() == QEvent::MetaCall) ++*Count;
+      return false;
+    }
+  } counter;
+  counter.Count = &queuedCalls;
+  Commander->FTimerStatusBar->installEventFilter(&counter);
+  Commander->FTimerCheckConn->installEventFilter(&counter);
+  Connect();
+  Pty.Write(WorkedRecord());
+  ASSERT_TRUE(WaitForReadings(1));
+
+  // A megabyte of noise while the main thread is busy elsewhere.
+  const int kBytes = 1 << 20;
+  std::thread feeder([&] {
+    const QByteArray noise(4096, char(0x55));
+    for (int i = 0; i < kBytes / noise.size(); ++i) Pty.Write(noise);
+  });
+  feeder.join();
+  const int64_t expected = kBytes + 18;
+  for (int i = 0; i < 3000 && Commander->RecTotalAll() < expected; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_EQ(Commander->RecTotalAll(), expected);
+  EXPECT_LE(Commander->StatusQueued(), TKvStatusQueue::MaxQueued);
+  queuedCalls = 0;
+  RunQueuedCalls(1);
+  EXPECT_LE(queuedCalls, 4);
+  const QStringList shown = FlushedStatusTexts();
+  EXPECT_LE(shown.size(), int(TKvStatusQueue::MaxQueued) + 3);
+  EXPECT_TRUE(shown.last().endsWith("further status texts were dropped"));
+  EXPECT_TRUE(Serial->Active());
+}
+
+TEST_F(SerialTest, TheRemovalLogLineNamesTheDevicePath) {
+  Connect();
+  Devices.List = {};
+  Devices.Notify(TKvDeviceNotice::RemoveComplete);
+  EXPECT_FALSE(Serial->Active());
+  EXPECT_TRUE(Logged("COM1 (" + Pty.Path + ") was removed"))
+      << KvSysHelper().SysLog_Get().join("\n").toStdString();
+}
+
+TEST_F(SerialTest, PortByIndexTakesAListedPortAndIgnoresOthers) {
+  TPty second;
+  Devices.List = {Pty.AsDevice(), second.AsDevice()};
+  Manager->RecheckPorts();
+  Serial->PortByIndex(1);
+  EXPECT_EQ(Serial->COMPort(), 2);
+  for (int outside : {2, -1, 99}) {
+    Serial->PortByIndex(outside);
+    EXPECT_EQ(Serial->COMPort(), 2) << outside;
+  }
+  Serial->PortByIndex(0);
+  EXPECT_EQ(Serial->COMPort(), 1);
+}

@@ -1,5 +1,8 @@
 // lvxtool as a user runs it: real files in, text and documents out, exit codes.
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <QDir>
 #include <QFile>
@@ -14,8 +17,17 @@ struct TRun {
   QString Out, Err;
 };
 
-TRun RunTool(const QStringList& args) {
+// env: extra variables; memoryLimit: the tool's address space in bytes, 0 for none.
+TRun RunTool(const QStringList& args, const QStringList& env = {}, rlim_t memoryLimit = 0) {
   QProcess p;
+  QProcessEnvironment e = QProcessEnvironment::systemEnvironment();
+  for (const QString& kv : env) e.insert(kv.section('=', 0, 0), kv.section('=', 1));
+  p.setProcessEnvironment(e);
+  if (memoryLimit > 0)
+    p.setChildProcessModifier([memoryLimit] {
+      const rlimit limit{memoryLimit, memoryLimit};
+      setrlimit(RLIMIT_AS, &limit);
+    });
   p.start(LVXTOOL_PATH, args);
   p.waitForFinished(60000);
   return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()),
@@ -267,4 +279,31 @@ TEST_F(LvxToolTest, ManualPageDescribesEveryCommandAndOption) {
     EXPECT_TRUE(text.contains(".B " + name)) << name.toStdString();
   for (const QString& option : OptionsIn(help))
     EXPECT_TRUE(text.contains(option)) << option.toStdString();
+TEST_F(LvxToolTest, DecodeFlushesStatusTextsAsItGoesSoGarbageCostsNoMemory) {
+  // Two megabytes of noise make two million failure texts; held to the end they would need
+  // far more than the limit.
+  const QString in = Write("noise.bin", QByteArray(2000000, char(0x55)));
+  const TRun r = RunTool({"decode", "--memo", "--chunk", "4096", in}, {}, 200u << 20);
+  ASSERT_EQ(r.Code, 0) << r.Err.toStdString();
+  EXPECT_EQ(r.Out.count('\n'), 2000000 - 17);
+  EXPECT_TRUE(r.Out.endsWith("status: Err: DecodeRxLine: 18 Byte received (failure Magic = 5 )\n"));
+}
+
+TEST_F(LvxToolTest, PortsListsNumberPathAndNameAsTheProgramNumbersThem) {
+  int master = -1, slave = -1;
+  char name[256];
+  ASSERT_EQ(openpty(&master, &slave, name, nullptr, nullptr), 0);
+  const QString settings = Dir.filePath("config/Brevik/LvxReader");
+  ASSERT_TRUE(QDir().mkpath(settings));
+  QFile ini(settings + "/LvxReader_Ports.ini");
+  ASSERT_TRUE(ini.open(QIODevice::WriteOnly));
+  ini.write(QByteArray("[COMPorts]\nCOM7=") + name + "\n[VirtualPorts]\nDevices=" + name + "\n");
+  ini.close();
+  const TRun r = RunTool({"ports"}, {"XDG_CONFIG_HOME=" + Dir.filePath("config")});
+  close(slave);
+  close(master);
+  ASSERT_EQ(r.Code, 0) << r.Err.toStdString();
+  EXPECT_TRUE(r.Out.split('\n').contains(QString("COM7  %1  Virtual port").arg(name)))
+      << r.Out.toStdString();
+  EXPECT_EQ(RunTool({"ports", "extra"}).Code, 2);
 }
