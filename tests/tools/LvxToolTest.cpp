@@ -279,6 +279,8 @@ TEST_F(LvxToolTest, ManualPageDescribesEveryCommandAndOption) {
     EXPECT_TRUE(text.contains(".B " + name)) << name.toStdString();
   for (const QString& option : OptionsIn(help))
     EXPECT_TRUE(text.contains(option)) << option.toStdString();
+}
+
 TEST_F(LvxToolTest, DecodeFlushesStatusTextsAsItGoesSoGarbageCostsNoMemory) {
   // Two megabytes of noise make two million failure texts; held to the end they would need
   // far more than the limit.
