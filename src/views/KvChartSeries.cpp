@@ -142,9 +142,13 @@ QVector<QCPGraphData> TKvSeriesPoints::Sampled(double from, double to, int colum
     }
     const double k0 = FKeys[size_t(i)], k1 = FKeys[size_t(stop - 1)];
     if (any) {
-      out.append(QCPGraphData(k0, FValues[size_t(i)]));
-      out.append(QCPGraphData((k0 + k1) / 2, b.Min));
-      out.append(QCPGraphData((k0 + k1) / 2, b.Max));
+      // The nearer extreme first: a dense column then costs one stroke of its height, not
+      // two or three.
+      const double v0 = FValues[size_t(i)];
+      const bool maxFirst = !std::isnan(v0) && b.Max - v0 < v0 - b.Min;
+      out.append(QCPGraphData(k0, v0));
+      out.append(QCPGraphData((k0 + k1) / 2, maxFirst ? b.Max : b.Min));
+      out.append(QCPGraphData((k0 + k1) / 2, maxFirst ? b.Min : b.Max));
       out.append(QCPGraphData(k1, FValues[size_t(stop - 1)]));
     }
     if (b.Gap) out.append(QCPGraphData(k1, qQNaN()));
@@ -255,8 +259,10 @@ void TKvLineSeries::PrepareDraw() {
   bool sampled = false;
   QVector<QCPGraphData> shown = FPoints.Sampled(keys.lower, keys.upper, columns, sampled);
   FGraph->data()->set(shown, true);
-  // Pointers only where points can be told apart.
+  // Pointers only where points can be told apart. A sampled line is a dense run of
+  // column-high strokes: smoothing them changes nothing one can see and costs most of a replot.
   FGraph->setScatterStyle(sampled ? QCPScatterStyle() : FPointer);
+  FGraph->setAntialiased(!sampled);
   FDirty = false;
   FDrawnKeys = keys;
   FDrawnColumns = columns;
@@ -273,7 +279,9 @@ TKvAverageFunction::~TKvAverageFunction() {
 }
 
 void TKvAverageFunction::SetPeriod(int period) {
-  FPeriod = std::max(1, period);
+  period = std::max(1, period);
+  if (period == FPeriod) return;
+  FPeriod = period;
   Recalculate();
 }
 

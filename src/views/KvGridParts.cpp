@@ -30,6 +30,9 @@ TKvGridNavigator::TKvGridNavigator(QWidget* parent) : QWidget(parent) {
   FInfo->setObjectName("NavigatorInfoPanel");
   FInfo->setMinimumWidth(160);
   FInfo->setFrameShape(QFrame::StyledPanel);
+  // Opaque, so that its text changing with every reading repaints the label only and not
+  // the panels behind it.
+  FInfo->setAutoFillBackground(true);
   layout->addSpacing(6);
   layout->addWidget(FInfo);
   layout->addStretch(1);
@@ -53,6 +56,7 @@ QString TKvGridNavigator::InfoText() const {
 
 TKvGridFooter::TKvGridFooter(QHeaderView* header, QWidget* parent)
     : QWidget(parent), FHeader(header) {
+  setAttribute(Qt::WA_OpaquePaintEvent);
   connect(header, &QHeaderView::sectionResized, this, [this] { update(); });
   connect(header, &QHeaderView::geometriesChanged, this, [this] { update(); });
   connect(header, &QHeaderView::sectionMoved, this, [this] { update(); });

@@ -7,9 +7,10 @@
 #include <QPainter>
 #include <QPrinter>
 #include <QSettings>
-#include <QTableView>
 #include <algorithm>
 #include <cmath>
+
+#include "KvGridView.h"
 
 // ---- page ---------------------------------------------------------------------------------
 
@@ -167,7 +168,7 @@ struct TKvPrintColumn {
 
 // The grid's visible columns in their shown order, their widths shared out over the page
 // width in the ratio the grid shows them.
-std::vector<TKvPrintColumn> PrintColumns(const QTableView& view, double left, double width) {
+std::vector<TKvPrintColumn> PrintColumns(const TKvGridView& view, double left, double width) {
   const QHeaderView* header = view.horizontalHeader();
   std::vector<TKvPrintColumn> columns;
   double total = 0;
@@ -205,7 +206,7 @@ int TKvGridReportLink::RowsPerPage(const TKvReportPageFrame& frame) const {
 }
 
 int TKvGridReportLink::PageCount(const TKvReportPageFrame& frame) {
-  const QTableView* view = Grid ? Grid() : nullptr;
+  const TKvGridView* view = Grid ? Grid() : nullptr;
   if (!view || !view->model()) return 1;
   const int rows = view->model()->rowCount();
   const int perPage = RowsPerPage(frame);
@@ -214,7 +215,7 @@ int TKvGridReportLink::PageCount(const TKvReportPageFrame& frame) {
 
 void TKvGridReportLink::PaintPage(QCPPainter& painter, const TKvReportPageFrame& frame,
                                   int pageNo) {
-  QTableView* view = Grid ? Grid() : nullptr;
+  TKvGridView* view = Grid ? Grid() : nullptr;
   if (!view || !view->model()) return;
   const QAbstractItemModel& model = *view->model();
   const QRectF body = frame.Body();

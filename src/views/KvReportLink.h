@@ -12,7 +12,7 @@ class QCustomPlot;
 class QCPPainter;
 class QPainter;
 class QPrinter;
-class QTableView;
+class TKvGridView;
 class QWidget;
 
 // The page of a link, in millimetres.
@@ -95,7 +95,7 @@ class TKvChartReportLink : public TKvReportLink {
 class TKvGridReportLink : public TKvReportLink {
  public:
   using TKvReportLink::TKvReportLink;
-  std::function<QTableView*()> Grid;
+  std::function<TKvGridView*()> Grid;
   bool HasComponent() const override { return Grid && Grid(); }
   int RowsPerPage(const TKvReportPageFrame& frame) const;
 

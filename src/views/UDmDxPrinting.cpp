@@ -8,12 +8,12 @@
 #include <QPrinter>
 #include <QProgressDialog>
 #include <QSettings>
-#include <QTableView>
 
 #include "KvDialogs.h"
 #include "KvDockedViews.h"
 #include "KvFormStorage.h"
 #include "KvGlobalInfo.h"
+#include "KvGridView.h"
 #include "KvSys_Helper.h"
 #include "UDmKvBasic.h"
 #include "UDxTable.h"
@@ -47,7 +47,7 @@ void TDmDxPrinting::DataModuleCreate() {
   form.CenterTitle = "Line chart panel";
 
   // The panels come later than this module; the links find them when they print.
-  dxComponentPrinter1Link_DB_Table.Grid = []() -> QTableView* {
+  dxComponentPrinter1Link_DB_Table.Grid = []() -> TKvGridView* {
     auto* table = dynamic_cast<TFrmDxTable*>(FrmDxTable);
     return table ? table->cxGridTableDBTableView2 : nullptr;
   };

@@ -28,6 +28,7 @@ TKvReportPrinting* DmDxPrinting = nullptr;
 namespace {
 constexpr int TagAll = -1, TagNone = -2, TagAverage = -1;
 constexpr double MinScrollSeconds = 5;
+constexpr int ReplotMs = 500;
 const QColor ChartColor(0xF2, 0xF3, 0xF4);    // colour value 16053234
 const QColor Series1Color(0x44, 0x66, 0xA3);  // colour value 10708548
 const QColor AverageColor(0xC0, 0xC0, 0xC0);  // silver
@@ -146,6 +147,8 @@ void TFrmDxChart::BuildTools() {
 
 void TFrmDxChart::BuildChart() {
   DBChart = new QCustomPlot(this);
+  FReplots = std::make_unique<TKvRepaintThrottle>(
+      this, ReplotMs, [this] { DBChart->replot(QCustomPlot::rpQueuedReplot); });
   DBChart->setObjectName("DBChart");
   DBChart->setBackground(ChartColor);
   DBChart->axisRect()->setBackground(ChartColor);
@@ -293,7 +296,7 @@ void TFrmDxChart::Replot() {
     FReplotWhenShown = true;
     return;
   }
-  DBChart->replot(QCustomPlot::rpQueuedReplot);
+  FReplots->Request();
 }
 
 bool TFrmDxChart::eventFilter(QObject* watched, QEvent* event) {
@@ -434,8 +437,8 @@ void TFrmDxChart::cxSpinEditAveragePropertiesChange() {
   TKvLineSeries* source =
       position - 1 >= 0 && position - 1 < SeriesCount() ? &Series(position - 1) : nullptr;
   if (source == average) source = nullptr;
-  function.SetSource(nullptr);
-  function.SetSource(source);
+  // Every autoscale passes here: only a real change of source counts the average again.
+  if (function.Source() != source) function.SetSource(source);
   average->Graph()->setPen(QPen(average->Graph()->pen().color(), 5));
   average->SetTitle(QString("Average %1 of %2").arg(n).arg(source ? source->Title() : QString()));
   average->SetPointer(Pointer(QCPScatterStyle::ssTriangle, average->Graph()->pen().color()));

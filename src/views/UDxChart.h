@@ -9,6 +9,7 @@
 
 #include "KvChartSeries.h"
 #include "KvDockedViews.h"
+#include "KvRepaintThrottle.h"
 
 class QComboBox;
 class QPushButton;
@@ -108,4 +109,6 @@ class TFrmDxChart : public QWidget, public TKvChartView {
   TKvChartMarks* FMarks = nullptr;
   TKvMemTable* FDataSet = nullptr;
   bool FReplotWhenShown = false;
+  // Readings ask for a replot each; a few a second show the recording as it grows.
+  std::unique_ptr<TKvRepaintThrottle> FReplots;
 };

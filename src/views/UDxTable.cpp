@@ -11,7 +11,6 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
-#include <QTableView>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <cmath>
@@ -19,6 +18,7 @@
 #include "KvDialogs.h"
 #include "KvFormStorage.h"
 #include "KvGridParts.h"
+#include "KvGridView.h"
 #include "KvLib.h"
 #include "KvLocale.h"
 #include "KvMemTableModel.h"
@@ -126,18 +126,11 @@ void TFrmDxTable::BuildGrid() {
   buttons->addStretch(1);
   layout->addLayout(buttons);
 
-  cxGridTableDBTableView2 = new QTableView(this);
+  cxGridTableDBTableView2 = new TKvGridView(this);
   cxGridTableDBTableView2->setObjectName("cxGridTableDBTableView2");
-  cxGridTableDBTableView2->setSelectionBehavior(QAbstractItemView::SelectRows);
   cxGridTableDBTableView2->setSelectionMode(QAbstractItemView::SingleSelection);
   cxGridTableDBTableView2->setEditTriggers(QAbstractItemView::NoEditTriggers);
-  cxGridTableDBTableView2->setWordWrap(false);
   cxGridTableDBTableView2->setAlternatingRowColors(true);
-  // Fixed row heights keep a grid over millions of rows as cheap as one over a page.
-  QHeaderView* rows = cxGridTableDBTableView2->verticalHeader();
-  rows->setSectionResizeMode(QHeaderView::Fixed);
-  rows->setDefaultSectionSize(fontMetrics().height() + 6);
-  rows->setFixedWidth(14);
   layout->addWidget(cxGridTableDBTableView2, 1);
 
   DataSourceTable = nullptr;
@@ -182,9 +175,7 @@ void TFrmDxTable::BuildGrid() {
   Navigator->setObjectName("Navigator");
   connect(Navigator, &TKvGridNavigator::Moved, this, [this](TKvGridNavigator::TMove move) {
     if (!FDataSet || !FDataSet->Active()) return;
-    const int page =
-        std::max(1, cxGridTableDBTableView2->viewport()->height() /
-                        cxGridTableDBTableView2->verticalHeader()->defaultSectionSize());
+    const int page = cxGridTableDBTableView2->PageRows();
     const int at = FDataSet->RecNo(), count = FDataSet->RecordCount();
     const int target[] = {0, at - page, at - 1, at + 1, at + page, count - 1};
     FDataSet->SetRecNo(target[move]);
@@ -198,14 +189,13 @@ void TFrmDxTable::BuildGrid() {
 // ---- readings and the update lock --------------------------------------------------------
 
 void TFrmDxTable::BeginUpdate() {
-  if (FUpdateCount++ == 0) cxGridTableDBTableView2->setUpdatesEnabled(false);
+  ++FUpdateCount;
 }
 
 void TFrmDxTable::EndUpdate() {
   if (FUpdateCount == 0 || --FUpdateCount > 0) return;
   if (FAverageStale) RecountAverage();
   FollowCursor();
-  cxGridTableDBTableView2->setUpdatesEnabled(true);
 }
 
 void TFrmDxTable::AddData(const TKvUniqueData& Data) {

@@ -13,13 +13,13 @@ class QAction;
 class QHeaderView;
 class QLabel;
 class QPushButton;
-class QTableView;
 class QToolButton;
 class TKvFormStorage;
 class TKvMemTable;
 class TKvMemTableModel;
 class TKvGridFooter;
 class TKvGridNavigator;
+class TKvGridView;
 
 class TFrmDxTable : public QWidget, public TKvTableView {
   Q_OBJECT
@@ -31,7 +31,7 @@ class TFrmDxTable : public QWidget, public TKvTableView {
   QAction* ActionTableClear;
   QPushButton* cxButtonClear;
   QPushButton* cxButton1;
-  QTableView* cxGridTableDBTableView2;
+  TKvGridView* cxGridTableDBTableView2;
   TKvMemTableModel* DataSourceTable;
   TKvGridNavigator* Navigator;
   TKvGridFooter* Footer;

@@ -2,9 +2,9 @@
 // The main window with the program's own table and chart panels, a commander on a replayed
 // stream and recording switched on, under the virtual clock.
 #include <QHeaderView>
-#include <QTableView>
 #include <cmath>
 
+#include "KvGridView.h"
 #include "LvxProgram.h"
 #include "MainFormFixture.h"
 #include "UDxChart.h"

@@ -9,9 +9,9 @@
 #include <QRegularExpression>
 #include <QSettings>
 #include <QStatusBar>
-#include <QTableView>
 
 #include "../frame/AppModuleFixture.h"
+#include "KvGridView.h"
 #include "KvPortDevices.h"
 #include "KvStdActns.h"
 #include "LvxProgram.h"
@@ -147,7 +147,7 @@ TEST_F(PrintingTest, TheTablePrintsItsFilteredRowsAsAPaginatedPdf) {
   AddRows(300);
   TKvFilterCondition above{TKvFilterOp::GreaterOrEqual, 60, "60"};
   Table->SetColumnFilter("Y", above);  // rows 100..299 pass
-  QTableView* grid = Table->cxGridTableDBTableView2;
+  TKvGridView* grid = Table->cxGridTableDBTableView2;
   grid->horizontalHeader()->hideSection(DataColumn("RangeMin"));
   ShowTab(TFrmKvMain::TabDataTable);
   DmKvBasic->FileSaveAs1->Dialog.FileName = Path("Noise_07.dat");

@@ -2,10 +2,10 @@
 // devices on the machine. A simulated reading must reach the table and the chart.
 #include <QComboBox>
 #include <QPushButton>
-#include <QTableView>
 #include <QtTest>
 
 #include "../frame/AppModuleFixture.h"
+#include "KvGridView.h"
 #include "KvPortDevices.h"
 #include "LvxProgram.h"
 #include "UDmKv_COM_Commander.h"

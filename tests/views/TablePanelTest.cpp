@@ -1,7 +1,9 @@
 // The table panel as the program docks it: the grid over the measurement table, its
 // filter, navigator, footer average and clearing. The chart's own rules are in
 // ChartPanelTest; the table engine's filter mechanics in the documents suite.
+#include <QScreen>
 #include <QSignalSpy>
+#include <QTabWidget>
 #include <QtTest>
 
 #include "KvColumnFilter.h"
@@ -19,7 +21,7 @@ TEST_F(PanelsTest, GridShowsTheColumnsNewestFirstWithRecordInfoAndAverage) {
   Record(61.0, 1);
   Record(62.5, 2);
   Record(63.0, 3);
-  QTableView* grid = Table->cxGridTableDBTableView2;
+  TKvGridView* grid = Table->cxGridTableDBTableView2;
   QStringList captions;
   for (int c = 0; c < grid->model()->columnCount(); ++c)
     captions << grid->model()->headerData(c, Qt::Horizontal).toString();
@@ -48,6 +50,51 @@ TEST_F(PanelsTest, EachRecordedReadingIsOneRowInsertionNeverAReset) {
   EXPECT_EQ(inserted.count(), 10);
   EXPECT_EQ(reset.count(), 0);
   EXPECT_EQ(inserted.first().at(1).toInt(), 0);  // the newest lands on top
+}
+
+// What a grid repaints while recording: a few times a second, only the new rows, and what
+// ends up on screen is exactly what a fresh paint of the grid shows.
+TEST_F(PanelsTest, RecordingRepaintsTheGridAFewTimesASecondAndLeavesItRight) {
+  Main->dxLayoutControl1GroupMain->setCurrentWidget(Main->cxGroupBoxDataTable);
+  TKvGridView* grid = Table->cxGridTableDBTableView2;
+  QPalette shades = grid->palette();
+  shades.setColor(QPalette::AlternateBase, QColor(255, 240, 160));
+  grid->setPalette(shades);
+  for (int i = 0; i < 40; ++i) Record(50 + i % 7, i);
+  Clock.Advance(1000);
+  QApplication::processEvents();
+  ASSERT_TRUE(grid->viewport()->isVisible());
+
+  struct TPaintCounter : QObject {
+    int Paints = 0;
+    bool eventFilter(QObject*, QEvent* e) override {
+      if (e->type() == QEvent::Paint) ++Paints;
+      return false;
+    }
+  } counter;
+  grid->viewport()->installEventFilter(&counter);
+  // Two seconds of readings at the meter's rate.
+  for (int i = 40; i < 66; ++i) {
+    Record(60 + i % 9, i);
+    Clock.Advance(27);
+    QApplication::processEvents();
+  }
+  EXPECT_GT(counter.Paints, 0);
+  EXPECT_LE(counter.Paints, 10);
+  Clock.Advance(300);
+  QApplication::processEvents();
+  EXPECT_FALSE(grid->RepaintPending());
+
+  const QImage onScreen =
+      QGuiApplication::primaryScreen()
+          ->grabWindow(Main->winId())
+          .toImage()
+          .copy(QRect(grid->viewport()->mapTo(Main.get(), QPoint(0, 0)), grid->viewport()->size()))
+          .convertToFormat(QImage::Format_RGB32);
+  const QImage fresh = grid->viewport()->grab().toImage().convertToFormat(QImage::Format_RGB32);
+  ASSERT_EQ(onScreen.size(), fresh.size());
+  EXPECT_TRUE(onScreen == fresh);
+  EXPECT_EQ(Cell(0, 1), "10:01:05");
 }
 
 TEST_F(PanelsTest, NullAndNaNLevelsNeverSpoilTheAverageAndAnEmptySetHasNone) {
