@@ -15,6 +15,7 @@
 
 #include "KvDatSRowList.h"
 #include "KvDatSTypes.h"
+#include "KvRowLayout.h"
 
 class TKvStorage;
 class TKvDatSTable;
@@ -266,6 +267,11 @@ class TKvDatSTable {
   uint32_t LoadVersion(TKvStorage& s, const QString& name);
   void LoadValuesByName(TKvStorage& s, uint32_t buffer);
   void LoadValuesByIndex(TKvStorage& s, uint32_t buffer);
+  // Each column's place in the order values are stored in, -1 if never stored.
+  std::vector<int> StoredOrder() const;
+  // The layout for rows in bulk; false when a column's values are not of a fixed size.
+  bool PlainRowLayout(int version, TKvRowLayout& layout) const;
+  TKvRowImage Image(uint32_t row) const;
   void SpendLoadBudget(size_t bytes, const QString& object);
   TKvDatSUpdatesJournal* Journal() const;
 
