@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -11,6 +12,7 @@ namespace {
 #ifndef MADV_POPULATE_WRITE
 constexpr int MADV_POPULATE_WRITE = 23;
 #endif
+constexpr size_t HugePage = size_t(2) << 20;
 
 // The range is backed at once; a system without the advice faults the pages in as they are
 // touched instead.
@@ -20,6 +22,29 @@ void Populate(char* p, size_t bytes) {
 }
 }  // namespace
 
+char* TKvPageBuffer::MapPages(size_t bytes) {
+  // A huge page needs an aligned start: the mapping is taken a huge page longer and trimmed.
+  const size_t extra = bytes >= HugePage ? HugePage : 0;
+  void* p =
+      mmap(nullptr, bytes + extra, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (p == MAP_FAILED) throw std::bad_alloc();
+  char* start = static_cast<char*>(p);
+  if (extra > 0) {
+    char* aligned = reinterpret_cast<char*>((reinterpret_cast<uintptr_t>(start) + HugePage - 1) &
+                                            ~(HugePage - 1));
+    if (aligned > start) munmap(start, size_t(aligned - start));
+    if (aligned + bytes < start + bytes + extra)
+      munmap(aligned + bytes, size_t(start + bytes + extra - (aligned + bytes)));
+    start = aligned;
+  }
+  Populate(start, bytes);
+  return start;
+}
+
+void TKvPageBuffer::UnmapPages(char* pages, size_t bytes) {
+  munmap(pages, bytes);
+}
+
 void TKvPageBuffer::Reserve(size_t capacity) {
   if (capacity <= FCapacity) return;
   capacity = std::max({capacity, FCapacity + FCapacity / 2, size_t(4096)});
@@ -28,12 +53,10 @@ void TKvPageBuffer::Reserve(size_t capacity) {
     if (!p) throw std::bad_alloc();
     FData = p;
   } else if (!FMapped) {
-    void* p = mmap(nullptr, capacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (p == MAP_FAILED) throw std::bad_alloc();
-    Populate(static_cast<char*>(p), capacity);
+    char* p = MapPages(capacity);
     if (FSize > 0) std::memcpy(p, FData, FSize);
     std::free(FData);
-    FData = static_cast<char*>(p);
+    FData = p;
     FMapped = true;
   } else {
     void* p = mremap(FData, FCapacity, capacity, MREMAP_MAYMOVE);
@@ -54,7 +77,7 @@ void TKvPageBuffer::ShrinkToFit() {
 
 void TKvPageBuffer::Clear() {
   if (FMapped)
-    munmap(FData, FCapacity);
+    UnmapPages(FData, FCapacity);
   else
     std::free(FData);
   FData = nullptr;

@@ -27,6 +27,11 @@ class TKvPageBuffer {
   void ShrinkToFit();
   void Clear();
 
+  // Zeroed pages, all backed at once, starting on a huge-page boundary where they span one;
+  // bad_alloc when the system has none left.
+  static char* MapPages(size_t bytes);
+  static void UnmapPages(char* pages, size_t bytes);
+
  private:
   static constexpr size_t MappedFrom = size_t(1) << 20;
   char* FData = nullptr;
