@@ -163,7 +163,7 @@ bool TKvBinStorage::WriteRows(const TKvRowLayout& l, int count, const TRowGiver&
   for (int k = 0; k < count; ++k) {
     const TKvRowImage row = rowAt(k);
     const size_t at = FOut.Size();
-    if (at + rowBytes > FOut.Capacity()) FOut.Reserve(at + rowBytes);
+    FOut.Expect(rowBytes);
     uint8_t* const start = reinterpret_cast<uint8_t*>(FOut.Data()) + at;
     uint8_t* o = start;
     *o++ = ObjectBeginMark;

@@ -17,7 +17,7 @@ class TKvDatSRowList {
   const uint32_t* end() const { return begin() + FCount; }
 
   void SetMinimumCapacity(int capacity);
-  int Capacity() const { return int(FBuf.Size() / sizeof(uint32_t)); }
+  int Capacity() const { return int(FBuf.Capacity() / sizeof(uint32_t)); }
   void Add(uint32_t handle) { Insert(FCount, handle); }
   void Insert(int pos, uint32_t handle);
   void Delete(int pos);
@@ -38,7 +38,7 @@ class TKvDatSRowList {
  private:
   void Grow(bool needFront);
   // Keeps the handles where they are.
-  void SetCapacity(int capacity) { FBuf.Resize(size_t(capacity) * sizeof(uint32_t)); }
+  void SetCapacity(int capacity) { FBuf.Reserve(size_t(capacity) * sizeof(uint32_t)); }
   uint32_t* Data() { return reinterpret_cast<uint32_t*>(FBuf.Data()); }
   const uint32_t* Data() const { return reinterpret_cast<const uint32_t*>(FBuf.Data()); }
 

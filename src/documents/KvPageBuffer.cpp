@@ -47,7 +47,6 @@ void TKvPageBuffer::UnmapPages(char* pages, size_t bytes) {
 
 void TKvPageBuffer::Reserve(size_t capacity) {
   if (capacity <= FCapacity) return;
-  capacity = std::max({capacity, FCapacity + FCapacity / 2, size_t(4096)});
   if (capacity < MappedFrom) {
     char* p = static_cast<char*>(std::realloc(FData, capacity));
     if (!p) throw std::bad_alloc();
