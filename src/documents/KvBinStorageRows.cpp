@@ -3,6 +3,7 @@
 // from and to the document's bytes; names are looked up once per table rather than once per
 // property. Whatever the bulk reader does not recognise it leaves to the walk of properties,
 // which reads it, or reports it, as always.
+#include <algorithm>
 #include <cstring>
 
 #include "KvStorage.h"
@@ -66,7 +67,7 @@ int TKvBinStorage::ReadRows(const TKvRowLayout& l, const TRowTaker& take) {
   int versionGroups[3];
   for (int v = 0; v < 3; ++v) versionGroups[v] = GroupOfExpected(l.Versions[v]);
   const int columnCount = int(l.Columns.size());
-  std::vector<uint8_t> scratch(size_t(l.RecordSize) * 3);
+  FRowScratch.resize(std::max(FRowScratch.size(), size_t(l.RecordSize) * 3));
 
   // A state as ReadEnum takes it; false where it would raise.
   auto readState = [&](int64_t& p, int group, uint8_t& state) {
@@ -123,7 +124,7 @@ int TKvBinStorage::ReadRows(const TKvRowLayout& l, const TRowTaker& take) {
       row.Versions[v] = nullptr;
       if (!isObject(p, versionGroups[v])) continue;
       p += 2;
-      uint8_t* buf = scratch.data() + size_t(l.RecordSize) * v;
+      uint8_t* buf = FRowScratch.data() + size_t(l.RecordSize) * v;
       plain = readValues(p, buf) && p < end && b[p] == ObjectEndMark;
       ++p;
       row.Versions[v] = buf;

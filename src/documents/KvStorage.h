@@ -233,7 +233,8 @@ class TKvBinStorage : public TKvStorage {
 
   QIODevice* FDevice = nullptr;
   TKvStorageMode FMode = TKvStorageMode::smRead;
-  TKvPageBuffer FIn;  // whole file being read
+  TKvPageBuffer FIn;                 // whole file being read
+  std::vector<uint8_t> FRowScratch;  // versions of a row read in bulk
   int64_t FPos = 0;
   // Dictionary as read: name and the case-folded group it belongs to.
   std::vector<QString> FDictNames;
