@@ -3,11 +3,22 @@
 // damaged variant of such a document.
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <cstring>
+#include <string>
 
 #include "KvRowsInBulk.h"
 
 namespace {
+// Bytes put into a document's body; the dictionary behind it moves along.
+QByteArray Inserted(const QByteArray& document, int at, const QByteArray& bytes) {
+  QByteArray out = QByteArray(document).insert(at, bytes);
+  uint32_t dictionary;
+  std::memcpy(&dictionary, out.constData() + 8, 4);
+  dictionary += uint32_t(bytes.size());
+  std::memcpy(out.data() + 8, &dictionary, 4);
+  return out;
+}
+
 // A table with a column of every type whose values have a fixed size, and rows of every
 // shape: any set of versions, any state, NULL cells, no row number.
 class KvRowsInBulk : public ::testing::Test {
@@ -79,8 +90,9 @@ TEST_F(KvRowsInBulk, WriteTheWalksBytesInEveryVersion) {
 }
 
 TEST_F(KvRowsInBulk, ReadDamagedRowsAsTheWalkDoes) {
-  // Every size of value, a column never stored, and the shapes with the most parts; each
-  // byte of the rows is damaged, and the document is cut there.
+  // Every size of value, a column never stored, and the shapes with the most parts. Each
+  // byte of the rows is damaged, the two before it repeated there, and the document cut there;
+  // an object the bulk reader does not take is put anywhere in the first row.
   Build({dtUnknown, dtBoolean, dtSByte, dtInt32, dtDouble, dtExtended, dtGUID, dtRowRef,
          dtTimeIntervalDS},
         {2, 4, 6});
@@ -91,19 +103,33 @@ TEST_F(KvRowsInBulk, ReadDamagedRowsAsTheWalkDoes) {
   for (int i = 0; i < 2; ++i) {
     const QByteArray& document = documents[i];
     const QByteArray empty = KvSaveManager(Manager, false, i == 0 ? 4 : 7);
-    int at = 12;
-    while (document[at] == empty[at]) ++at;
-    for (; at < document.size(); ++at) {
+    auto same = [](const QByteArray& bytes, const std::string& what) {
+      ASSERT_EQ(KvLoadOutcome(bytes, true), KvLoadOutcome(bytes, false)) << what;
+    };
+    int rows = 12;
+    while (document[rows] == empty[rows]) ++rows;
+    for (int at = rows; at < document.size(); ++at) {
       // Markers, and a bit of a number or a value, in turn.
       const int values[] = {0xFE, 0xFF, uint8_t(document[at]) ^ 0x04};
       QByteArray bytes = document;
       bytes[at] = char(values[at % 3]);
-      ASSERT_EQ(KvLoadOutcome(bytes, true), KvLoadOutcome(bytes, false))
-          << "document " << i << ", byte " << at << " = " << values[at % 3];
-      const QByteArray cut = document.left(at);
-      ASSERT_EQ(KvLoadOutcome(cut, true), KvLoadOutcome(cut, false))
-          << "document " << i << ", cut at " << at;
+      const std::string where = std::to_string(i) + " at " + std::to_string(at);
+      same(bytes, "damage " + where);
+      same(Inserted(document, at, document.mid(at - 2, 2)), "repeat " + where);
+      same(document.left(at), "cut " + where);
     }
+    // The dictionary runs to the end of the file: one more name, and its number.
+    uint32_t dictionary;
+    std::memcpy(&dictionary, document.constData() + 8, 4);
+    int names = 0;
+    for (qsizetype p = dictionary; p < document.size();
+         p += 2 + (uint8_t(document[p]) | uint8_t(document[p + 1]) << 8))
+      ++names;
+    QByteArray named = document;
+    named.append(char(18)).append('\0').append(reinterpret_cast<const char*>(u"Exception"), 18);
+    for (int at = rows; at < rows + 80; ++at)
+      same(Inserted(named, at, QByteArray(1, char(0xFF)) + char(names)),
+           "object in " + std::to_string(i) + " at " + std::to_string(at));
   }
 }
 
