@@ -1,13 +1,12 @@
 #include "KvDatS.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <cstring>
 
 #include "KvMemErrors.h"
+#include "KvPageBuffer.h"
 
 // ---- record pool ------------------------------------------------------------------------
 
@@ -30,27 +29,38 @@ uint32_t TKvDatSRecordPool::Alloc() {
   }
   if (FNext == KvNoBuffer) throw EKvMemError(QStringLiteral("Out of memory"));
   const uint32_t index = FNext++;
-  if ((index >> FChunkBits) >= FChunks.size()) {
-    const size_t bytes = ChunkBytes();
-    if (FChunks.empty()) {
-      void* chunk = std::calloc(bytes, 1);
-      if (!chunk) throw std::bad_alloc();
-      FChunks.emplace_back(static_cast<uint8_t*>(chunk), TFreeChunk{0});
-    } else {
-      void* chunk = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
-                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-      if (chunk == MAP_FAILED) throw std::bad_alloc();
-      FChunks.emplace_back(static_cast<uint8_t*>(chunk), TFreeChunk{bytes});
-    }
-  }
+  if ((index >> FChunkBits) >= FChunks.size()) AddChunk();
   return index;
 }
 
-void TKvDatSRecordPool::TFreeChunk::operator()(uint8_t* p) const {
+void TKvDatSRecordPool::AddChunk() {
+  constexpr int MaxChunksPerBlock = 16;
+  const size_t bytes = ChunkBytes();
+  if (FChunks.empty()) {
+    void* chunk = std::calloc(bytes, 1);
+    if (!chunk) throw std::bad_alloc();
+    FBlocks.emplace_back(static_cast<uint8_t*>(chunk), TFreeBlock{0});
+    FBlockBytes += bytes;
+    FChunks.push_back(FBlocks.back().get());
+    return;
+  }
+  if (FSpareChunks == 0) {
+    const int chunks = std::min<int>(int(FChunks.size()), MaxChunksPerBlock);
+    const size_t blockBytes = bytes * size_t(chunks);
+    FBlocks.emplace_back(reinterpret_cast<uint8_t*>(TKvPageBuffer::MapPages(blockBytes)),
+                         TFreeBlock{blockBytes});
+    FBlockBytes += blockBytes;
+    FSpareChunks = chunks;
+  }
+  const size_t blockBytes = FBlocks.back().get_deleter().Bytes;
+  FChunks.push_back(FBlocks.back().get() + blockBytes - bytes * size_t(FSpareChunks--));
+}
+
+void TKvDatSRecordPool::TFreeBlock::operator()(uint8_t* p) const {
   if (Bytes == 0)
     std::free(p);
   else
-    munmap(p, Bytes);
+    TKvPageBuffer::UnmapPages(reinterpret_cast<char*>(p), Bytes);
 }
 
 void TKvDatSRecordPool::Free(uint32_t index) {
@@ -59,13 +69,16 @@ void TKvDatSRecordPool::Free(uint32_t index) {
 
 void TKvDatSRecordPool::Clear() {
   FChunks.clear();
+  FBlocks.clear();
+  FBlockBytes = 0;
+  FSpareChunks = 0;
   FFree.clear();
   FFree.shrink_to_fit();
   FNext = 0;
 }
 
 size_t TKvDatSRecordPool::MemoryBytes() const {
-  return FChunks.size() * ChunkBytes() + FFree.capacity() * sizeof(uint32_t);
+  return FBlockBytes + FFree.capacity() * sizeof(uint32_t);
 }
 
 // ---- columns ----------------------------------------------------------------------------

@@ -15,6 +15,7 @@
 
 #include "KvDatSRowList.h"
 #include "KvDatSTypes.h"
+#include "KvRowLayout.h"
 
 class TKvStorage;
 class TKvDatSTable;
@@ -34,10 +35,10 @@ class TKvDatSRecordPool {
   uint32_t Alloc();  // zero-filled
   void Free(uint32_t index);
   uint8_t* At(uint32_t index) {
-    return FChunks[index >> FChunkBits].get() + size_t(index & FChunkMask) * FSize;
+    return FChunks[index >> FChunkBits] + size_t(index & FChunkMask) * FSize;
   }
   const uint8_t* At(uint32_t index) const {
-    return FChunks[index >> FChunkBits].get() + size_t(index & FChunkMask) * FSize;
+    return FChunks[index >> FChunkBits] + size_t(index & FChunkMask) * FSize;
   }
   void Clear();
   size_t MemoryBytes() const;
@@ -48,14 +49,20 @@ class TKvDatSRecordPool {
   int FChunkBits = 14;
   uint32_t FChunkMask = (1u << 14) - 1;
   uint32_t FNext = 0;
-  // Chunks come zeroed. From the second on they are fresh pages from the system, mapped in one
-  // go, so that neither a clearing pass nor a fault per page is paid while a large document
-  // loads; the first comes from the heap, which keeps small tables cheap.
-  struct TFreeChunk {
+  // Chunks come zeroed. The first comes from the heap, which keeps small tables cheap; the
+  // others are carved from blocks of fresh pages from the system, mapped in one go and on huge
+  // pages where there are any, so that neither a clearing pass nor a fault per page is paid
+  // while a large document loads. A block holds as many chunks as the pool has, up to 16:
+  // the pool at most doubles what it holds at a time.
+  struct TFreeBlock {
     size_t Bytes = 0;  // 0: from the heap
     void operator()(uint8_t* p) const;
   };
-  std::vector<std::unique_ptr<uint8_t, TFreeChunk>> FChunks;
+  void AddChunk();
+  std::vector<uint8_t*> FChunks;
+  std::vector<std::unique_ptr<uint8_t, TFreeBlock>> FBlocks;
+  size_t FBlockBytes = 0;
+  int FSpareChunks = 0;  // left in the last block
   std::vector<uint32_t> FFree;
 };
 
@@ -266,6 +273,11 @@ class TKvDatSTable {
   uint32_t LoadVersion(TKvStorage& s, const QString& name);
   void LoadValuesByName(TKvStorage& s, uint32_t buffer);
   void LoadValuesByIndex(TKvStorage& s, uint32_t buffer);
+  // Each column's place in the order values are stored in, -1 if never stored.
+  std::vector<int> StoredOrder() const;
+  // The layout for rows in bulk; false when a column's values are not of a fixed size.
+  bool PlainRowLayout(int version, TKvRowLayout& layout) const;
+  TKvRowImage Image(uint32_t row) const;
   void SpendLoadBudget(size_t bytes, const QString& object);
   TKvDatSUpdatesJournal* Journal() const;
 

@@ -17,15 +17,14 @@ int GrowthDelta(int capacity) {
 }  // namespace
 
 void TKvDatSRowList::SetMinimumCapacity(int capacity) {
-  if (capacity <= int(FBuf.size())) return;
-  std::vector<uint32_t> buf(capacity);
-  MoveHandles(buf.data(), begin(), FCount);
-  FBuf.swap(buf);
+  if (capacity <= Capacity()) return;
+  MoveHandles(Data(), begin(), FCount);
   FHead = 0;
+  SetCapacity(capacity);
 }
 
 void TKvDatSRowList::Grow(bool needFront) {
-  const int capacity = int(FBuf.size());
+  const int capacity = Capacity();
   // Room left on the other side is reused by recentring while it is at least a quarter of
   // the list, which keeps recentring amortised O(1) per insertion.
   int newCapacity = capacity;
@@ -34,20 +33,15 @@ void TKvDatSRowList::Grow(bool needFront) {
   const int spare = newCapacity - FCount;
   int head = spare / 2;
   if (!needFront && newCapacity != capacity) head = std::min(FHead, spare - 1);
-  if (newCapacity == capacity) {
-    MoveHandles(FBuf.data() + head, begin(), FCount);
-  } else {
-    std::vector<uint32_t> buf(newCapacity);
-    MoveHandles(buf.data() + head, begin(), FCount);
-    FBuf.swap(buf);
-  }
+  if (newCapacity != capacity) SetCapacity(newCapacity);
+  MoveHandles(Data() + head, begin(), FCount);
   FHead = head;
 }
 
 void TKvDatSRowList::Insert(int pos, uint32_t handle) {
   const bool front = pos < FCount - pos;
   if (front && FHead == 0) Grow(true);
-  if (!front && FHead + FCount == int(FBuf.size())) Grow(false);
+  if (!front && FHead + FCount == Capacity()) Grow(false);
   uint32_t* b = begin();
   if (front) {
     MoveHandles(b - 1, b, pos);
@@ -55,7 +49,7 @@ void TKvDatSRowList::Insert(int pos, uint32_t handle) {
   } else {
     MoveHandles(b + pos + 1, b + pos, (FCount - pos));
   }
-  FBuf[FHead + pos] = handle;
+  Data()[FHead + pos] = handle;
   ++FCount;
 }
 

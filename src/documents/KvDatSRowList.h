@@ -4,19 +4,20 @@
 // and near the front of the descending one, and both stay O(1) at any size.
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+
+#include "KvPageBuffer.h"
 
 class TKvDatSRowList {
  public:
   int Count() const { return FCount; }
-  uint32_t operator[](int i) const { return FBuf[FHead + i]; }
-  uint32_t* begin() { return FBuf.data() + FHead; }
+  uint32_t operator[](int i) const { return begin()[i]; }
+  uint32_t* begin() { return Data() + FHead; }
   uint32_t* end() { return begin() + FCount; }
-  const uint32_t* begin() const { return FBuf.data() + FHead; }
+  const uint32_t* begin() const { return Data() + FHead; }
   const uint32_t* end() const { return begin() + FCount; }
 
   void SetMinimumCapacity(int capacity);
-  int Capacity() const { return int(FBuf.size()); }
+  int Capacity() const { return int(FBuf.Capacity() / sizeof(uint32_t)); }
   void Add(uint32_t handle) { Insert(FCount, handle); }
   void Insert(int pos, uint32_t handle);
   void Delete(int pos);
@@ -32,12 +33,17 @@ class TKvDatSRowList {
   }
   // Searches from both ends at once: rows near either end are found at once.
   int IndexOf(uint32_t handle) const;
-  size_t MemoryBytes() const { return FBuf.capacity() * sizeof(uint32_t); }
+  size_t MemoryBytes() const { return FBuf.Capacity(); }
 
  private:
   void Grow(bool needFront);
+  // Keeps the handles where they are.
+  void SetCapacity(int capacity) { FBuf.Reserve(size_t(capacity) * sizeof(uint32_t)); }
+  uint32_t* Data() { return reinterpret_cast<uint32_t*>(FBuf.Data()); }
+  const uint32_t* Data() const { return reinterpret_cast<const uint32_t*>(FBuf.Data()); }
 
-  std::vector<uint32_t> FBuf;
+  // A large list takes pages mapped at once: a view of a long recording is megabytes.
+  TKvPageBuffer FBuf;
   int FHead = 0;
   int FCount = 0;
 };

@@ -2,6 +2,8 @@
 // only where they differ from their defaults; reading expects them in the same order.
 #include <QHash>
 #include <QSet>
+#include <algorithm>
+#include <cstring>
 
 #include "KvDatS.h"
 #include "KvStorage.h"
@@ -186,7 +188,11 @@ void TKvDatSTable::Save(TKvStorage& s) const {
   s.WriteObjectBegin(QStringLiteral("ViewList"));
   s.WriteObjectEnd(QStringLiteral("ViewList"));
   s.WriteObjectBegin(QStringLiteral("TableRowList"));
-  for (uint32_t h : FRows) SaveRow(s, h);
+  TKvRowLayout layout;
+  const bool inBulk = PlainRowLayout(v, layout) &&
+                      s.WriteRows(layout, FRows.Count(), [this](int i) { return Image(FRows[i]); });
+  if (!inBulk)
+    for (uint32_t h : FRows) SaveRow(s, h);
   s.WriteObjectEnd(QStringLiteral("TableRowList"));
   s.WriteObjectEnd(QStringLiteral("Table"));
 }
@@ -270,14 +276,7 @@ void TKvDatSTable::LoadRows(TKvStorage& s) {
   const QString otherRowName =
       rowName == QLatin1String("Row") ? QStringLiteral("DatSRow") : QStringLiteral("Row");
   KvDatS_ReadObjectBegin(s, QStringLiteral("TableRowList"));
-  // Plain types first, then the large ones, each run by index: the order values are stored in.
-  FStoredOrder.assign(Columns.Count(), -1);
-  int place = 0;
-  for (bool large : {false, true})
-    for (int i = 0; i < Columns.Count(); ++i) {
-      const TKvDataType t = Columns[i].DataType();
-      if (t != dtUnknown && KvDataTypeIsLarge(t) == large) FStoredOrder[i] = place++;
-    }
+  FStoredOrder = StoredOrder();
   // A row costs the engine a few dozen bytes and a version one record, while the document
   // spends as little as three bytes on either; beyond a generous multiple of the file's size
   // the document claims more than it holds.
@@ -287,9 +286,34 @@ void TKvDatSTable::LoadRows(TKvStorage& s) {
   // Room for the rows a recording of this size holds, so that the list seldom grows while
   // loading; a row of readings takes some sixty bytes in the file.
   FRows.SetMinimumCapacity(int(std::min<int64_t>(s.DataSize() / 64, 1 << 24)));
+  // Plain rows come in bulk, at the cost the walk would charge for them.
+  TKvRowLayout layout;
+  const bool inBulk = PlainRowLayout(s.Version(), layout);
+  const size_t versionCost = size_t(FBufferPool.RecordSize());
+  auto take = [&](const TKvRowImage& image) {
+    size_t cost = rowCost;
+    for (const uint8_t* version : image.Versions) cost += version ? versionCost : 0;
+    if (cost > FLoadBudget) return false;  // the walk names the object that overdraws
+    FLoadBudget -= cost;
+    const uint32_t h = FRowPool.Alloc();
+    new (FRowPool.At(h)) TKvDatSRow();
+    AttachRow(h);
+    TKvDatSRow& r = Row(h);
+    r.RowID = image.RowID;
+    r.RowState = TKvDatSRowState(image.RowState);
+    r.RowPriorState = TKvDatSRowState(image.RowPriorState);
+    uint32_t* versions[3] = {&r.Original, &r.Current, &r.Proposed};
+    for (int v = 0; v < 3; ++v)
+      if (image.Versions[v]) {
+        *versions[v] = NewBuffer();
+        std::memcpy(Buffer(*versions[v]), image.Versions[v], versionCost);
+      }
+    return true;
+  };
   BeginLoadData(tsLoadingFromStorage);
   try {
     while (!s.IsObjectEnd()) {
+      if (inBulk && s.ReadRows(layout, take) > 0) continue;
       const QString name = s.TestObject(otherRowName) ? otherRowName : rowName;
       KvDatS_ReadObjectBegin(s, name);
       SpendLoadBudget(rowCost, name);
@@ -312,6 +336,54 @@ void TKvDatSTable::LoadRows(TKvStorage& s) {
     throw;
   }
   EndLoadData();
+}
+
+std::vector<int> TKvDatSTable::StoredOrder() const {
+  // Plain types first, then the large ones, each run by index.
+  std::vector<int> order(Columns.Count(), -1);
+  int place = 0;
+  for (bool large : {false, true})
+    for (int i = 0; i < Columns.Count(); ++i) {
+      const TKvDataType t = Columns[i].DataType();
+      if (t != dtUnknown && KvDataTypeIsLarge(t) == large) order[i] = place++;
+    }
+  return order;
+}
+
+bool TKvDatSTable::PlainRowLayout(int version, TKvRowLayout& l) const {
+  l.RowName = RowObjectName(version);
+  l.OtherRowName =
+      l.RowName == QLatin1String("Row") ? QStringLiteral("DatSRow") : QStringLiteral("Row");
+  l.RowID = QStringLiteral("RowID");
+  l.RowState = QStringLiteral("RowState");
+  l.RowPriorState = QStringLiteral("RowPriorState");
+  l.Exception = QStringLiteral("Exception");
+  l.States = &RowStateNames();
+  l.Versions = {QStringLiteral("Original"), QStringLiteral("Current"), QStringLiteral("Proposed")};
+  l.RecordSize = FBufferPool.RecordSize();
+  const std::vector<int> order = StoredOrder();
+  l.Columns.assign(Columns.Count(), {});
+  l.Stored.assign(std::count_if(order.begin(), order.end(), [](int o) { return o >= 0; }), -1);
+  for (int i = 0; i < Columns.Count(); ++i) {
+    const TKvDataType t = Columns[i].DataType();
+    // Their values live elsewhere or take another length in the document.
+    if (order[i] >= 0 && (KvDataTypeIsVariable(t) || t == dtBCD || t == dtFmtBCD)) return false;
+    l.Columns[i] = {order[i], Columns[i].Offset(), KvDataTypeInlineSize(t)};
+    if (order[i] >= 0) l.Stored[order[i]] = i;
+  }
+  return true;
+}
+
+TKvRowImage TKvDatSTable::Image(uint32_t row) const {
+  const TKvDatSRow& r = Row(row);
+  TKvRowImage image;
+  image.RowID = r.RowID;
+  image.RowState = r.RowState;
+  image.RowPriorState = r.RowPriorState;
+  const uint32_t versions[3] = {r.Original, r.Current, r.Proposed};
+  for (int v = 0; v < 3; ++v)
+    image.Versions[v] = versions[v] == KvNoBuffer ? nullptr : Buffer(versions[v]);
+  return image;
 }
 
 void TKvDatSTable::SpendLoadBudget(size_t bytes, const QString& object) {

@@ -4,8 +4,8 @@
 #include <cstring>
 
 namespace {
-constexpr uint8_t ObjectBegin = 0xFF;
-constexpr uint8_t ObjectEnd = 0xFE;
+constexpr uint8_t ObjectBegin = TKvBinStorage::ObjectBeginMark;
+constexpr uint8_t ObjectEnd = TKvBinStorage::ObjectEndMark;
 constexpr int HeaderSize = 12;
 constexpr char Magic[4] = {'A', 'D', 'B', 'S'};
 constexpr int MaxNames = 65535;
@@ -59,32 +59,30 @@ void TKvBinStorage::Open(TKvStorageMode mode, QIODevice* device) {
   FNames.clear();
   if (mode == TKvStorageMode::smWrite) {
     FVersion = FStoreVersion < 0 ? KvStorageCurrentVersion : FStoreVersion;
-    FOut.clear();
-    FOutData = nullptr;
-    FOutSize = FOutCapacity = 0;
+    FOut.Resize(0);
     const char header[HeaderSize] = {};
     WriteBytes(header, HeaderSize);
     return;
   }
-  FData = device->readAll();
-  if (FData.size() < HeaderSize || std::memcmp(FData.constData(), Magic, 4) != 0) {
+  ReadAll(*device);
+  if (InSize() < HeaderSize || std::memcmp(FIn.Data(), Magic, 4) != 0) {
     FDevice = nullptr;
     throw EKvStorageError(ekvInvalidBinaryStorage);
   }
   uint16_t version;
   uint32_t dictOffset;
-  std::memcpy(&version, FData.constData() + 4, 2);
-  std::memcpy(&dictOffset, FData.constData() + 8, 4);
+  std::memcpy(&version, FIn.Data() + 4, 2);
+  std::memcpy(&dictOffset, FIn.Data() + 8, 4);
   FVersion = version;
   // Entries run to the end of the file; a cut entry ends the dictionary.
   QHash<QString, int> groups;
-  const int64_t size = FData.size();
+  const int64_t size = InSize();
   for (int64_t p = dictOffset; p + 2 <= size;) {
     uint16_t len;
-    std::memcpy(&len, FData.constData() + p, 2);
+    std::memcpy(&len, FIn.Data() + p, 2);
     p += 2;
     if (p + len > size) break;
-    QString name(reinterpret_cast<const QChar*>(FData.constData() + p), len / 2);
+    QString name(reinterpret_cast<const QChar*>(FIn.Data() + p), len / 2);
     p += len;
     auto it = groups.constFind(name.toCaseFolded());
     int group = it != groups.constEnd() ? *it : int(groups.size());
@@ -95,6 +93,21 @@ void TKvBinStorage::Open(TKvStorageMode mode, QIODevice* device) {
   for (auto it = groups.constBegin(); it != groups.constEnd(); ++it)
     FExpectedGroup.insert(it.key(), it.value());
   FPos = HeaderSize;
+}
+
+void TKvBinStorage::ReadAll(QIODevice& device) {
+  // One read for a file: its size is known ahead, and a second read finds the end.
+  FIn.Resize(0);
+  if (!device.isSequential())
+    FIn.Reserve(size_t(std::max<qint64>(device.size() - device.pos(), 0)) + 1);
+  for (;;) {
+    if (FIn.Size() == FIn.Capacity()) FIn.Reserve(std::max<size_t>(FIn.Capacity() * 2, 65536));
+    const size_t at = FIn.Size();
+    const qint64 got = device.read(FIn.Data() + at, qint64(FIn.Capacity() - at));
+    if (got <= 0) break;
+    FIn.Resize(at + size_t(got));
+  }
+  FIn.ShrinkToFit();
 }
 
 QString TKvBinStorage::DictName(int number) const {
@@ -116,9 +129,9 @@ int TKvBinStorage::GroupOfExpected(const QString& name) {
 }
 
 bool TKvBinStorage::ConsumeProperty(const QString& name) {
-  if (FPos + 2 > FData.size()) return false;
+  if (FPos + 2 > InSize()) return false;
   uint16_t number;
-  std::memcpy(&number, FData.constData() + FPos, 2);
+  std::memcpy(&number, FIn.Data() + FPos, 2);
   if ((number & 0xFF) >= 254 || number >= FDictGroup.size()) return false;
   if (FDictGroup[number] != GroupOfExpected(name)) return false;
   FPos += 2;
@@ -133,22 +146,22 @@ bool TKvBinStorage::TestProperty(const QString& name) {
 }
 
 bool TKvBinStorage::IsObjectEnd() {
-  return FPos < FData.size() && ByteAt(FPos) == ObjectEnd;
+  return FPos < InSize() && ByteAt(FPos) == ObjectEnd;
 }
 
 QString TKvBinStorage::PeekObjectName() {
-  if (FPos + 2 > FData.size() || ByteAt(FPos) != ObjectBegin) return QString();
+  if (FPos + 2 > InSize() || ByteAt(FPos) != ObjectBegin) return QString();
   return DictName(ByteAt(FPos + 1));
 }
 
 bool TKvBinStorage::TestObject(const QString& name) {
-  if (FPos + 2 > FData.size() || ByteAt(FPos) != ObjectBegin) return false;
+  if (FPos + 2 > InSize() || ByteAt(FPos) != ObjectBegin) return false;
   int number = ByteAt(FPos + 1);
   return number < int(FDictGroup.size()) && FDictGroup[number] == GroupOfExpected(name);
 }
 
 QString TKvBinStorage::ReadObjectBegin(const QString& name) {
-  if (FPos + 2 > FData.size() || ByteAt(FPos) != ObjectBegin)
+  if (FPos + 2 > InSize() || ByteAt(FPos) != ObjectBegin)
     throw EKvStorageError(ekvCannotReadObject, ObjectNameOrUnknown(name));
   if (!name.isEmpty() && !TestObject(name)) throw EKvStorageError(ekvCannotReadObject, name);
   const int number = ByteAt(FPos + 1);
@@ -180,8 +193,8 @@ int64_t TKvBinStorage::ReadInt64(const QString& name, int64_t def) {
 QByteArray TKvBinStorage::ReadAnsiString(const QString& name, const QByteArray& def) {
   if (!ConsumeProperty(name)) return def;
   uint32_t len = ReadRaw<uint32_t>();
-  if (len > FData.size() - FPos) throw EKvStreamReadError();
-  QByteArray s(FData.constData() + FPos, len);
+  if (len > InSize() - FPos) throw EKvStreamReadError();
+  QByteArray s(FIn.Data() + FPos, len);
   FPos += len;
   return s;
 }
@@ -189,8 +202,8 @@ QByteArray TKvBinStorage::ReadAnsiString(const QString& name, const QByteArray& 
 QString TKvBinStorage::ReadWideString(const QString& name, const QString& def) {
   if (!ConsumeProperty(name)) return def;
   uint32_t len = ReadRaw<uint32_t>();
-  if (len > FData.size() - FPos) throw EKvStreamReadError();
-  QString s(reinterpret_cast<const QChar*>(FData.constData() + FPos), len / 2);
+  if (len > InSize() - FPos) throw EKvStreamReadError();
+  QString s(reinterpret_cast<const QChar*>(FIn.Data() + FPos), len / 2);
   FPos += len;
   return s;
 }
@@ -198,9 +211,9 @@ QString TKvBinStorage::ReadWideString(const QString& name, const QString& def) {
 bool TKvBinStorage::ReadValue(const QString& name, int index, TKvDataType type, void* fixed,
                               QByteArray* var) {
   if (FVersion >= 4) {
-    if (FPos + 2 > FData.size()) return false;
+    if (FPos + 2 > InSize()) return false;
     uint16_t stored;
-    std::memcpy(&stored, FData.constData() + FPos, 2);
+    std::memcpy(&stored, FIn.Data() + FPos, 2);
     if (stored != index) return false;
     FPos += 2;
   } else if (!ConsumeProperty(name)) {
@@ -209,8 +222,8 @@ bool TKvBinStorage::ReadValue(const QString& name, int index, TKvDataType type, 
   if (KvDataTypeHasNoPayload(type)) return true;
   if (KvDataTypeIsVariable(type)) {
     uint32_t len = ReadRaw<uint32_t>();
-    if (len > FData.size() - FPos) throw EKvStreamReadError();
-    if (var) *var = QByteArray(FData.constData() + FPos, len);
+    if (len > InSize() - FPos) throw EKvStreamReadError();
+    if (var) *var = QByteArray(FIn.Data() + FPos, len);
     FPos += len;
   } else if (type == dtBCD || type == dtFmtBCD) {
     uint8_t buf[BcdMemorySize] = {};
@@ -218,7 +231,7 @@ bool TKvBinStorage::ReadValue(const QString& name, int index, TKvDataType type, 
     int keep = std::min<int>(buf[0], BcdMemorySize - 1);
     ReadBytes(buf + 1, keep);
     const int extra = buf[0] - keep;
-    if (extra > FData.size() - FPos) throw EKvStreamReadError();
+    if (extra > InSize() - FPos) throw EKvStreamReadError();
     FPos += extra;
     std::memcpy(fixed, buf, BcdMemorySize);
   } else {
@@ -228,9 +241,9 @@ bool TKvBinStorage::ReadValue(const QString& name, int index, TKvDataType type, 
 }
 
 bool TKvBinStorage::PeekValueIndex(int& index) {
-  if (FPos + 2 > FData.size()) return false;
+  if (FPos + 2 > InSize()) return false;
   uint16_t stored;
-  std::memcpy(&stored, FData.constData() + FPos, 2);
+  std::memcpy(&stored, FIn.Data() + FPos, 2);
   index = stored;
   return true;
 }
@@ -242,7 +255,12 @@ int TKvBinStorage::ReadEnum(const QString& name, const QStringList& values, int 
     return value;
   }
   if (!ConsumeProperty(name)) return def;
-  uint16_t number = ReadRaw<uint16_t>();
+  const int value = EnumOfNumber(ReadRaw<uint16_t>(), values);
+  if (value < 0) throw EKvStorageError(ekvCannotReadProperty, name);
+  return value;
+}
+
+int TKvBinStorage::EnumOfNumber(uint16_t number, const QStringList& values) {
   uint64_t key = (uint64_t(reinterpret_cast<uintptr_t>(&values)) << 16) ^ number;
   auto it = FEnumCache.find(key);
   if (it != FEnumCache.end()) return it->second;
@@ -250,18 +268,11 @@ int TKvBinStorage::ReadEnum(const QString& name, const QStringList& values, int 
   int value = -1;
   for (int i = 0; i < values.size() && value < 0; ++i)
     if (!valueName.isEmpty() && values[i].compare(valueName, Qt::CaseInsensitive) == 0) value = i;
-  if (value < 0) throw EKvStorageError(ekvCannotReadProperty, name);
-  FEnumCache.emplace(key, value);
+  if (value >= 0) FEnumCache.emplace(key, value);
   return value;
 }
 
 // ---- writing ----------------------------------------------------------------------------
-
-void TKvBinStorage::GrowOut(size_t count) {
-  FOutCapacity = std::max<size_t>({FOutCapacity * 2, FOutSize + count, 4096});
-  FOut.resize(qsizetype(FOutCapacity));
-  FOutData = FOut.data();
-}
 
 uint16_t TKvBinStorage::NameNumber(const QString& name) {
   if (const uint16_t* memo = FNameMemo.Find(name)) return *memo;
@@ -378,24 +389,24 @@ void TKvBinStorage::WriteEnum(const QString& name, const QStringList& values, in
 void TKvBinStorage::Close() {
   if (!FDevice) return;
   if (FMode == TKvStorageMode::smWrite) {
-    const uint32_t dictOffset = uint32_t(FOutSize);
+    const uint32_t dictOffset = uint32_t(FOut.Size());
     for (const QString& name : FNames) {
       WriteRaw<uint16_t>(uint16_t(name.size() * 2));
       WriteBytes(name.utf16(), size_t(name.size()) * 2);
     }
     const uint16_t version = uint16_t(FVersion);
-    std::memcpy(FOutData, Magic, 4);
-    std::memcpy(FOutData + 4, &version, 2);
-    std::memcpy(FOutData + 8, &dictOffset, 4);
-    const bool complete = FDevice->write(FOutData, qint64(FOutSize)) == qint64(FOutSize);
-    FOut.clear();
-    FOutData = nullptr;
-    FOutSize = FOutCapacity = 0;
+    char* out = FOut.Data();
+    std::memcpy(out, Magic, 4);
+    std::memcpy(out + 4, &version, 2);
+    std::memcpy(out + 8, &dictOffset, 4);
+    const qint64 size = qint64(FOut.Size());
+    const bool complete = FDevice->write(out, size) == size;
+    FOut.Clear();
     FDevice = nullptr;
     if (!complete) throw EKvMemError(QStringLiteral("Stream write error"));
     return;
   }
-  FData.clear();
+  FIn.Clear();
   FDevice = nullptr;
 }
 

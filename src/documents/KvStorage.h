@@ -18,6 +18,8 @@
 
 #include "KvDatSTypes.h"
 #include "KvMemErrors.h"
+#include "KvPageBuffer.h"
+#include "KvRowLayout.h"
 
 enum class TKvStorageMode { smRead, smWrite };
 
@@ -87,6 +89,16 @@ class TKvStorage {
     return false;
   }
 
+  // Rows of a table in bulk, for storages that do better than the walk of properties; the
+  // walk takes whatever they leave. Reading takes rows while they are plain ones of the
+  // layout and `take` accepts them (the image's buffers last until the next row), and stops
+  // before any other; it returns the number taken. Writing is all or nothing: false when the
+  // storage has no such way, and then it wrote nothing.
+  using TRowTaker = std::function<bool(const TKvRowImage& row)>;
+  using TRowGiver = std::function<TKvRowImage(int index)>;
+  virtual int ReadRows(const TKvRowLayout&, const TRowTaker&) { return 0; }
+  virtual bool WriteRows(const TKvRowLayout&, int /*count*/, const TRowGiver&) { return false; }
+
   QString ReadString(const QString& name, const QString& def) { return ReadWideString(name, def); }
   void WriteString(const QString& name, const QString& value, const QString& def) {
     WriteWideString(name, value, def);
@@ -131,6 +143,7 @@ class TKvBinStorage : public TKvStorage {
  public:
   static bool CheckExtension(const QString& ext);
   static constexpr int FormatNumber = 2;
+  static constexpr uint8_t ObjectBeginMark = 0xFF, ObjectEndMark = 0xFE;
 
   void Open(TKvStorageMode mode, QIODevice* device) override;
   bool IsOpen() const override { return FDevice != nullptr; }
@@ -173,27 +186,34 @@ class TKvBinStorage : public TKvStorage {
 
   int64_t GetBookmark() override { return FPos; }
   void SetBookmark(int64_t bookmark) override { FPos = bookmark; }
-  int64_t DataSize() const override { return FData.size(); }
+  int64_t DataSize() const override { return InSize(); }
   bool ValuesByIndex() const override { return FVersion >= 4; }
   bool PeekValueIndex(int& index) override;
+  int ReadRows(const TKvRowLayout& layout, const TRowTaker& take) override;
+  bool WriteRows(const TKvRowLayout& layout, int count, const TRowGiver& row) override;
+  // Off: rows go through the walk of properties alone, as a reference for the bulk way.
+  bool RowsInBulk = true;
 
  private:
   // Reading
-  uint8_t ByteAt(int64_t pos) const { return uint8_t(FData.constData()[pos]); }
+  uint8_t ByteAt(int64_t pos) const { return uint8_t(FIn.Data()[pos]); }
   void ReadBytes(void* dst, int64_t count) {
-    if (count < 0 || FPos + count > FData.size()) throw EKvStreamReadError();
-    std::memcpy(dst, FData.constData() + FPos, size_t(count));
+    if (count < 0 || FPos + count > InSize()) throw EKvStreamReadError();
+    std::memcpy(dst, FIn.Data() + FPos, size_t(count));
     FPos += count;
   }
   template <typename T>
   T ReadRaw() {
-    if (FPos + int64_t(sizeof(T)) > FData.size()) throw EKvStreamReadError();
+    if (FPos + int64_t(sizeof(T)) > InSize()) throw EKvStreamReadError();
     T v;
-    std::memcpy(&v, FData.constData() + FPos, sizeof(T));
+    std::memcpy(&v, FIn.Data() + FPos, sizeof(T));
     FPos += sizeof(T);
     return v;
   }
+  void ReadAll(QIODevice& device);
+  int64_t InSize() const { return int64_t(FIn.Size()); }
   int GroupOfExpected(const QString& name);
+  int EnumOfNumber(uint16_t number, const QStringList& values);  // -1: none of them
   bool ConsumeProperty(const QString& name);
   QString DictName(int number) const;
   // Writing
@@ -204,17 +224,17 @@ class TKvBinStorage : public TKvStorage {
   void WriteRaw(T v) {
     WriteBytes(&v, sizeof(T));
   }
-  // The document grows in one buffer, doubled when full; appends are plain copies.
+  // The document grows in one buffer; appends are plain copies.
   void WriteBytes(const void* src, size_t count) {
-    if (FOutSize + count > FOutCapacity) GrowOut(count);
-    std::memcpy(FOutData + FOutSize, src, count);
-    FOutSize += count;
+    const size_t at = FOut.Size();
+    FOut.Resize(at + count);
+    std::memcpy(FOut.Data() + at, src, count);
   }
-  void GrowOut(size_t count);
 
   QIODevice* FDevice = nullptr;
   TKvStorageMode FMode = TKvStorageMode::smRead;
-  QByteArray FData;  // whole file being read
+  TKvPageBuffer FIn;                 // whole file being read
+  std::vector<uint8_t> FRowScratch;  // versions of a row read in bulk
   int64_t FPos = 0;
   // Dictionary as read: name and the case-folded group it belongs to.
   std::vector<QString> FDictNames;
@@ -223,9 +243,7 @@ class TKvBinStorage : public TKvStorage {
   TKvNameMemo<int> FExpectedMemo;
   std::unordered_map<uint64_t, int> FEnumCache;
   // Dictionary as written.
-  QByteArray FOut;
-  char* FOutData = nullptr;
-  size_t FOutSize = 0, FOutCapacity = 0;
+  TKvPageBuffer FOut;
   TKvNameMemo<uint16_t> FNameMemo;
   QHash<QString, uint16_t> FExact;
   QHash<QString, uint16_t> FFolded;

@@ -1,11 +1,14 @@
 // One input is one document: it is read into the measurement table, every field of every row
 // is read in every way the program reads it, and a document that loaded is saved and read
-// again. Exceptions of the engine are the expected answer to a damaged document; anything
-// else (a sanitizer report, an allocation beyond the limit, a hang) is a finding.
+// again. Its rows read in bulk must come out as the walk of properties reads them. Exceptions of
+// the engine are the expected answer to a damaged document; anything else (a sanitizer report, an
+// allocation beyond the limit, a hang) is a finding.
 #include <QBuffer>
 #include <QDate>
 #include <cmath>
+#include <cstdlib>
 
+#include "../KvRowsInBulk.h"
 #include "KvMeasurementTable.h"
 
 namespace {
@@ -35,6 +38,7 @@ void Load(TKvMeasurementTable& t, const QByteArray& bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const QByteArray bytes(reinterpret_cast<const char*>(data), qsizetype(size));
+  if (KvLoadOutcome(bytes, true) != KvLoadOutcome(bytes, false)) std::abort();
   TKvMeasurementTable table;
   try {
     Load(table, bytes);
