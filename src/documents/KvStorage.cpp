@@ -3,6 +3,8 @@
 #include <QFileInfo>
 #include <cstring>
 
+#include "KvXMLStorage.h"
+
 namespace {
 constexpr uint8_t ObjectBegin = 0xFF;
 constexpr uint8_t ObjectEnd = 0xFE;
@@ -410,6 +412,8 @@ bool TKvBinStorage::CheckExtension(const QString& ext) {
 TKvStorageManager::TKvStorageManager() {
   RegisterClass({TKvBinStorage::FormatNumber, &TKvBinStorage::CheckExtension,
                  [] { return std::make_unique<TKvBinStorage>(); }});
+  RegisterClass({TKvXMLStorage::FormatNumber, &TKvXMLStorage::CheckExtension,
+                 [] { return std::make_unique<TKvXMLStorage>(); }});
 }
 
 TKvStorageManager& TKvStorageManager::Instance() {
