@@ -4,6 +4,7 @@
 #include <QFile>
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <memory>
 
 #include "KvLocale.h"
@@ -33,68 +34,121 @@ bool Quoted(const TKvField& f) {
          f.DataType == TKvFieldType::ftTime;
 }
 
+// The text as it grows: appends are plain copies into one buffer, doubled when full.
+class TKvTextSink {
+ public:
+  void Append(const char* p, qsizetype n) {
+    if (FUsed + n > FData.size())
+      FData.resize(std::max<qsizetype>({FData.size() * 2, FUsed + n, 4096}));
+    char* to = FData.data() + FUsed;
+    if (n <= 8)  // delimiters, quotes and short numbers: cheaper than a call
+      for (qsizetype i = 0; i < n; ++i) to[i] = p[i];
+    else
+      std::memcpy(to, p, size_t(n));
+    FUsed += n;
+  }
+  void Append(const QByteArray& b) { Append(b.constData(), b.size()); }
+  qsizetype Size() const { return FUsed; }
+  void Reserve(qsizetype bytes) {
+    if (bytes > FData.size()) FData.resize(bytes);
+  }
+  QByteArray Take() {
+    FData.resize(FUsed);
+    return std::move(FData);
+  }
+
+ private:
+  QByteArray FData;
+  qsizetype FUsed = 0;
+};
+
 // The text of one field as the dataset shows it (TKvField::AsString), written straight into
-// the output. Numbers take a short road; dates, times and strings repeat from row to row, so
-// the last one is kept ready in its encoded form.
+// the output. The common cases read the row's stored cell once and take a short road: numbers
+// of the field's own engine type are written directly, and dates and times, which repeat from
+// row to row, keep their last text ready in encoded form. Everything else asks the field.
 class TKvCellText {
  public:
-  TKvCellText(TKvField& field, const QByteArray& decimalSeparator)
-      : FField(field), FDecimal(decimalSeparator) {}
-
-  void AppendTo(QByteArray& out) {
-    if (FField.IsNull()) return;
-    if (FField.FieldKind == TKvFieldKind::fkCalculated) return AppendText(out);
-    switch (FField.DataType) {
+  TKvCellText(TKvMemTable& dataSet, TKvField& field, const QByteArray& decimalSeparator)
+      : FTable(*dataSet.Table()), FField(field), FDecimal(decimalSeparator) {
+    const TKvDataType stored =
+        field.Column() >= 0 ? FTable.Columns[field.Column()].DataType() : dtUnknown;
+    switch (field.DataType) {
       case TKvFieldType::ftBoolean:
-        out += FField.AsBoolean() ? QByteArrayView("True") : QByteArrayView("False");
-        return;
+        FRoad = stored == dtBoolean ? rdBoolean : rdField;
+        break;
       case TKvFieldType::ftSmallint:
-      case TKvFieldType::ftInteger: {
-        char buf[16];
-        out.append(buf, std::to_chars(buf, buf + sizeof buf, FField.AsInteger()).ptr - buf);
+        FRoad = stored == dtInt16 ? rdInteger : rdField;
+        break;
+      case TKvFieldType::ftInteger:
+        FRoad = stored == dtInt32 || stored == dtInt16 ? rdInteger : rdField;
+        break;
+      case TKvFieldType::ftFloat:
+        FRoad = stored == dtDouble ? rdFloat : rdField;
+        break;
+      case TKvFieldType::ftDate:
+        FRoad = stored == dtDate ? rdRepeated : rdField;
+        break;
+      case TKvFieldType::ftTime:
+        FRoad = stored == dtTime ? rdRepeated : rdField;
+        break;
+      default:
+        FRoad = rdField;
+    }
+    if (field.FieldKind == TKvFieldKind::fkCalculated) FRoad = rdField;
+  }
+
+  // buf: the stored values of the row the dataset stands on.
+  void AppendTo(TKvTextSink& out, const uint8_t* buf) {
+    if (FRoad == rdField) return AppendText(out, FField.AsString());
+    bool isNull;
+    const double v = KvCell_AsDouble(FTable, buf, FField.Column(), isNull);
+    if (isNull) return;
+    switch (FRoad) {
+      case rdBoolean:
+        v != 0 ? out.Append("True", 4) : out.Append("False", 5);
+        return;
+      case rdInteger: {
+        char digits[16];
+        out.Append(digits, std::to_chars(digits, digits + sizeof digits, qint64(v)).ptr - digits);
         return;
       }
-      case TKvFieldType::ftFloat:
-        return AppendFloat(out);
-      case TKvFieldType::ftDate:
-      case TKvFieldType::ftTime: {
-        const double key = FField.AsDateTime();
-        if (!FHaveKey || key != FKey) {
+      case rdFloat:
+        return AppendFloat(out, v);
+      default:
+        if (!FHaveKey || v != FKey) {
           FBytes = FField.AsString().toLocal8Bit();
-          FKey = key;
+          FKey = v;
           FHaveKey = true;
         }
-        out += FBytes;
-        return;
-      }
-      default:
-        return AppendText(out);
+        out.Append(FBytes);
     }
   }
 
  private:
+  enum TRoad { rdField, rdBoolean, rdInteger, rdFloat, rdRepeated };
+
   // General format with up to 15 significant digits, the regional decimal separator.
-  void AppendFloat(QByteArray& out) {
+  void AppendFloat(TKvTextSink& out, double v) {
     char buf[40];
-    const char* end =
-        std::to_chars(buf, buf + sizeof buf, FField.AsFloat(), std::chars_format::general, 15).ptr;
+    const char* end = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 15).ptr;
     const char* dot = std::find(static_cast<const char*>(buf), end, '.');
-    out.append(buf, dot - buf);
+    out.Append(buf, dot - buf);
     if (dot == end) return;
-    out += FDecimal;
-    out.append(dot + 1, end - dot - 1);
+    out.Append(FDecimal);
+    out.Append(dot + 1, end - dot - 1);
   }
-  void AppendText(QByteArray& out) {
-    const QString text = FField.AsString();
+  void AppendText(TKvTextSink& out, const QString& text) {
     if (text != FText) {
       FText = text;
       FBytes = text.toLocal8Bit();
     }
-    out += FBytes;
+    out.Append(FBytes);
   }
 
+  const TKvDatSTable& FTable;
   TKvField& FField;
   const QByteArray& FDecimal;
+  TRoad FRoad = rdField;
   QString FText;
   QByteArray FBytes;
   double FKey = 0;
@@ -135,7 +189,7 @@ QByteArray KvExport_CsvText(TKvMemTable& dataSet, const TKvExportColumns& column
   const QByteArray lineEnd("\r\n");
   report(1);
   TKvControlsOff off(dataSet);
-  QByteArray text;
+  TKvTextSink text;
 
   QByteArray header;
   std::vector<std::pair<std::unique_ptr<TKvCellText>, bool>> cells;
@@ -143,29 +197,30 @@ QByteArray KvExport_CsvText(TKvMemTable& dataSet, const TKvExportColumns& column
     if (!c.Export) continue;
     if (!cells.empty()) header += delimiter;
     header += quote + c.Column.toLocal8Bit() + quote;
-    cells.emplace_back(std::make_unique<TKvCellText>(dataSet.Fields(c.FieldNo), decimal),
+    cells.emplace_back(std::make_unique<TKvCellText>(dataSet, dataSet.Fields(c.FieldNo), decimal),
                        c.UseQuote);
   }
-  if (!header.isEmpty() && options.WithHeader) text += header + lineEnd;
+  if (!header.isEmpty() && options.WithHeader) text.Append(header + lineEnd);
   report(2);
 
   // The first rows tell how long a line is; the rest is reserved from that.
   constexpr int Sample = 64;
   for (int row = 0; row < dataSet.RecordCount(); ++row) {
     dataSet.SetRecNo(row);
-    const qsizetype start = text.size();
+    const uint8_t* buf = dataSet.Table()->RowData(dataSet.RowHandle(row));
+    const qsizetype start = text.Size();
     for (size_t i = 0; i < cells.size(); ++i) {
-      if (i > 0) text += delimiter;
-      if (cells[i].second) text += quote;
-      cells[i].first->AppendTo(text);
-      if (cells[i].second) text += quote;
+      if (i > 0) text.Append(delimiter);
+      if (cells[i].second) text.Append(quote);
+      cells[i].first->AppendTo(text, buf);
+      if (cells[i].second) text.Append(quote);
     }
-    if (text.size() > start) text += lineEnd;
+    if (text.Size() > start) text.Append(lineEnd);
     if (row + 1 == Sample)
-      text.reserve(text.size() / Sample * (dataSet.RecordCount() + 1) + text.size());
+      text.Reserve(text.Size() / Sample * (dataSet.RecordCount() + 1) + text.Size());
     if ((row + 3) % 10 == 0) report(row + 3);
   }
-  return text;
+  return text.Take();
 }
 
 void KvExport_WriteFile(const QString& fileName, const QByteArray& text) {

@@ -236,6 +236,7 @@ void TFrmDxExport::SetExportDataSet(TKvMemTable* dataSet) {
   if (dataSet == FExportDataSet) return;
   FExportDataSet = dataSet;
   ClientDataSetExportDef->SetRows(dataSet ? KvExport_Columns(*dataSet) : TKvExportColumns());
+  cxGridExportDef->setCurrentIndex(ClientDataSetExportDef->index(0, 0));
 }
 
 QString TFrmDxExport::ExportFileName() const {
