@@ -353,9 +353,9 @@ bool TFrmDxExport::ConfirmTarget() {
 }
 
 void TFrmDxExport::ShowProgress(int position) {
-  cxProgressBarExport->setValue(position);
   if (position < FNextMessages) return;
   FNextMessages = position + FMessageStep;
+  cxProgressBarExport->setValue(position);
   ProcessMessages();
 }
 
