@@ -152,6 +152,13 @@ TEST_F(KvExportTest, WritingReportsTheSystemsReason) {
   } catch (const EKvMemError& e) {
     EXPECT_TRUE(e.Message().endsWith("No space left on device")) << e.Message().toStdString();
   }
+  Table.PostReading(WorkedExampleReading());
+  try {
+    Table.SaveToFile("/dev/full", TKvXMLStorage::FormatNumber);
+    FAIL();
+  } catch (const EKvMemError& e) {
+    EXPECT_EQ(e.Message(), "Stream write error. No space left on device");
+  }
 }
 
 // ---- the XML form -----------------------------------------------------------------------
