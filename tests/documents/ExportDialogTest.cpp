@@ -95,6 +95,17 @@ TEST_F(ExportDialogTest, EachFormatKeepsItsHeaderAndExtensionAcrossRuns) {
     EXPECT_FALSE(d.cxCheckBoxExportHeader->isChecked());
     EXPECT_FALSE(d.ClientDataSetExportDef->Rows()[7].Export);  // ticks stay while it runs
   });
+  // Delimiter and quote are kept in the settings from one life of the program to the next.
+  Export([](TFrmDxExport& d) {
+    d.cxTextEditDelimiter->setText("|");
+    d.cxTextEditQuote->setText("");
+  });
+  delete FrmDxExport;
+  Export([](TFrmDxExport& d) {
+    EXPECT_EQ(d.cxTextEditDelimiter->text(), "|");
+    EXPECT_EQ(d.cxTextEditQuote->text(), "");
+    EXPECT_EQ(d.cxComboBoxFormat->currentIndex(), 1);
+  });
   // A second form while the first lives is refused with the modules' text.
   TFrmDxExport second;
   EXPECT_EQ(LastMessage(), "DmKvBasic: Module already loaded");
