@@ -3,6 +3,8 @@
 #include <QFileInfo>
 #include <cstring>
 
+#include "KvXMLStorage.h"
+
 namespace {
 constexpr uint8_t ObjectBegin = TKvBinStorage::ObjectBeginMark;
 constexpr uint8_t ObjectEnd = TKvBinStorage::ObjectEndMark;
@@ -421,6 +423,8 @@ bool TKvBinStorage::CheckExtension(const QString& ext) {
 TKvStorageManager::TKvStorageManager() {
   RegisterClass({TKvBinStorage::FormatNumber, &TKvBinStorage::CheckExtension,
                  [] { return std::make_unique<TKvBinStorage>(); }});
+  RegisterClass({TKvXMLStorage::FormatNumber, &TKvXMLStorage::CheckExtension,
+                 [] { return std::make_unique<TKvXMLStorage>(); }});
 }
 
 TKvStorageManager& TKvStorageManager::Instance() {

@@ -9,7 +9,9 @@ TKvFileAction::TKvFileAction(QObject* owner, const QString& name, TKind kind)
 }
 
 bool TKvFileAction::Execute() {
+  FAborted = false;
   if (BeforeExecute) BeforeExecute(this);
+  if (FAborted) return false;
   bool accepted =
       FKind == akOpen ? KvDialogs().OpenFileDialog(Dialog) : KvDialogs().SaveFileDialog(Dialog);
   if (accepted && OnAccept) OnAccept(this);

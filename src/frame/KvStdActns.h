@@ -20,9 +20,12 @@ class TKvFileAction : public QAction {
 
   // True when the dialog was confirmed.
   bool Execute();
+  // Called from BeforeExecute: the action ends there, silently, without its dialog.
+  void Abort() { FAborted = true; }
 
  private:
   TKind FKind;
+  bool FAborted = false;
 };
 
 // An action list in which two actions share a shortcut. The toolkit finds both for the key

@@ -351,6 +351,7 @@ void TDmKvBasic::UpdateActions() {
   for (QAction* a : {ActionPrintSetup, ActionPrintPreview, ActionPrintPrint})
     a->setEnabled(FIsFileLoaded);
   FileSaveAs1->setEnabled(FileSaveAs1Update());
+  FileExport1->setEnabled(FileExport1Update());
   ActionFileNext->setEnabled(ActionFileNextUpdate());
   ActionFilePrev->setEnabled(ActionFilePrevUpdate());
 }

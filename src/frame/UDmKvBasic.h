@@ -137,6 +137,11 @@ class TDmKvBasic : public QObject, public TKvAppServices {
   void ActionFilePrevExecute();
   bool ActionFilePrevUpdate() const;
   void Table_Clear();
+  // Export hands the document to the commander's dialog; the action's own dialog never opens.
+  void FileExport1BeforeExecute();
+  bool FileExport1Update() const;
+  // The export dialog's folder, with a trailing '/'.
+  void SetFile_ExportInitialDir(const QString& value);
 
   void ActionFileExitExecute();
   void ActionOptionHelpExecute();

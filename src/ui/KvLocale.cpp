@@ -1,6 +1,7 @@
 #include "KvLocale.h"
 
 #include <QLocale>
+#include <QRegularExpression>
 #include <cstdio>
 #include <cstring>
 
@@ -41,7 +42,10 @@ TKvLocale TKvLocale::FromQLocale(const QLocale& sys) {
   TKvLocale l;
   QString dp = sys.decimalPoint();
   l.DecimalSeparator = dp.isEmpty() ? QChar('.') : dp[0];
-  l.ShortDateFormat = FromQtPattern(sys.dateFormat(QLocale::ShortFormat));
+  // The desktop's short date carries the full year ("dd.mm.yyyy", "m/d/yyyy"), where the
+  // toolkit's short form of many regions cuts it to two digits.
+  l.ShortDateFormat = FromQtPattern(sys.dateFormat(QLocale::ShortFormat))
+                          .replace(QRegularExpression("(?<!y)yy(?!y)"), "yyyy");
   l.LongTimeFormat = FromQtPattern(sys.timeFormat(QLocale::LongFormat));
   l.LongTimeFormat = l.LongTimeFormat.section(' ', 0, 0);  // drop a time zone name
   l.DateSeparator = FirstNonLetter(l.ShortDateFormat, '.');

@@ -9,6 +9,7 @@
 
 #include "DocumentsTestUtil.h"
 #include "KvStorage.h"
+#include "KvXMLStorage.h"
 
 namespace {
 QString LoadError(const QByteArray& bytes, TKvMeasurementTable& table) {
@@ -244,10 +245,9 @@ TEST(KvBinStorage, FillerNamesGuardTheMarkersAndOverflowIsAnError) {
 
 TEST(KvStorageManager, PicksTheClassByExtensionThenFormat) {
   TKvStorageManager& m = TKvStorageManager::Instance();
-  m.RegisterClass({1,
-                   [](const QString& ext) { return ext.compare(".XML", Qt::CaseInsensitive) == 0; },
-                   [] { return std::unique_ptr<TKvStorage>(); }});
-  EXPECT_EQ(m.GetStorage("x.xml", 0), nullptr);  // the XML class
+  for (const char* name : {"x.xml", "x.XML"})
+    EXPECT_NE(dynamic_cast<TKvXMLStorage*>(m.GetStorage(name, 0).get()), nullptr) << name;
+  EXPECT_NE(dynamic_cast<TKvXMLStorage*>(m.GetStorage("x.dat", 1).get()), nullptr);
   for (const char* name : {"x.bin", "x.DAT", "x.adb", "x.txt", "x"})
     EXPECT_NE(dynamic_cast<TKvBinStorage*>(m.GetStorage(name, 0).get()), nullptr) << name;
   EXPECT_NE(dynamic_cast<TKvBinStorage*>(m.GetStorage("x.xml", 2).get()), nullptr);

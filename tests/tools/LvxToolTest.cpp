@@ -187,6 +187,51 @@ TEST_F(LvxToolTest, DiagramBadInputFailsWithTheReadersError) {
   EXPECT_EQ(RunTool({"diagram", "render", "--zoom", "x", "a", "b"}).Code, 2);
 }
 
+// ---- export ----
+
+TEST_F(LvxToolTest, ExportWritesTheRegionsCsvAndTheXmlDocument) {
+  const QString doc = Dir.filePath("r.dat"), csv = Dir.filePath("r.csv");
+  ASSERT_EQ(RunTool({"record", Write("s.bin", Worked() + Worked()), doc}).Code, 0);
+  const QByteArray header =
+      "\"Date\";\"Time\";\"Y\";\"Underflow\";\"Overflow\";\"AC\";\"TI\";\"Freq\";\"sTime\";"
+      "\"RangeMin\";\"RangeMax\"\r\n";
+  struct Row {
+    const char* Env;
+    QByteArray Line;
+  } rows[] = {
+      {"LC_ALL=de_DE.UTF-8",
+       "\"15.06.2011\";\"14:30:05\";65,3;False;False;1;1;\"A\";\"SLOW\";50;100\r\n"},
+      {"LANG=en_US.UTF-8",
+       "\"6/15/2011\";\"14:30:05\";65.3;False;False;1;1;\"A\";\"SLOW\";50;100\r\n"},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.Env);
+    const TRun run = RunTool({"export", doc, csv}, {"LC_ALL=", "LANG=", r.Env});
+    ASSERT_EQ(run.Code, 0) << run.Err.toStdString();
+    QFile f(csv);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    EXPECT_EQ(f.readAll(), header + r.Line + r.Line);
+  }
+  ASSERT_EQ(RunTool({"export", "--no-header", "--delimiter", ", ", "--quote", "", "--columns",
+                     "Y,Date", doc, csv},
+                    {"LC_ALL=de_DE.UTF-8"})
+                .Code,
+            0);
+  QFile f(csv);
+  ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+  EXPECT_EQ(f.readAll(), "65,3, 15.06.2011\r\n65,3, 15.06.2011\r\n");
+
+  const QString xml = Dir.filePath("r.xml");
+  ASSERT_EQ(RunTool({"export", doc, xml}).Code, 0);
+  EXPECT_EQ(RunTool({"dump", xml}).Out, RunTool({"dump", doc}).Out);
+  const TRun unknown = RunTool({"export", "--columns", "Loudness", doc, csv});
+  EXPECT_EQ(unknown.Code, 2);
+  EXPECT_EQ(unknown.Err, "lvxtool export: no column 'Loudness'\n");
+  const TRun missing = RunTool({"export", doc, Dir.filePath("gone/r.csv")});
+  EXPECT_EQ(missing.Code, 2);
+  EXPECT_TRUE(missing.Err.endsWith("No such file or directory\n")) << missing.Err.toStdString();
+}
+
 // ---- help and options ----
 
 namespace {
@@ -215,7 +260,7 @@ TEST_F(LvxToolTest, HelpListsEveryCommandAndExplainsEachOptionItsUsageNames) {
   EXPECT_EQ(RunTool({"-h"}).Out, help.Out);
   EXPECT_EQ(RunTool({"help"}).Out, help.Out);
   const QStringList names = CommandNames(help.Out);
-  for (const char* name : {"decode", "record", "dump", "simulate", "diagram"})
+  for (const char* name : {"decode", "record", "dump", "export", "simulate", "diagram"})
     EXPECT_TRUE(names.contains(name)) << name;
 
   for (const QString& name : names) {
