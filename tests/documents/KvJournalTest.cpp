@@ -132,8 +132,8 @@ TEST_F(KvJournalTest, AFlippedByteCostsTheOneRecordItIsInAndNothingElse) {
 
 TEST_F(KvJournalTest, GarbageAndMissingFilesReadAsNothingRecoverable) {
   EXPECT_FALSE(KvJournal_Read(Dir.filePath("none.jnl")).Exists);
-  for (const QByteArray& junk : {QByteArray(), QByteArray(31, 'x'), QByteArray(4000, '\0'),
-                                 QByteArray(4000, char(0xFF))}) {
+  for (const QByteArray& junk :
+       {QByteArray(), QByteArray(31, 'x'), QByteArray(4000, '\0'), QByteArray(4000, char(0xFF))}) {
     SetBytes(junk);
     const TKvJournalContent c = KvJournal_Read(File);
     EXPECT_TRUE(c.Exists);
