@@ -62,6 +62,15 @@ TKvJournalRecord KvJournal_EncodeRecord(uint32_t sequence, const TKvReadingValue
   return rec;
 }
 
+bool KvJournal_DecodeHeader(const uint8_t* h, size_t len, uint64_t& base) {
+  if (len < KvJournal_HeaderSize || std::memcmp(h, kMagic, 4) != 0 ||
+      Get<uint32_t>(h + 28) != KvJournal_Crc32(h, 28) ||
+      Get<uint16_t>(h + 4) != KvJournal_Version || Get<uint16_t>(h + 6) != KvJournal_RecordSize)
+    return false;
+  base = Get<uint64_t>(h + 8);
+  return true;
+}
+
 bool KvJournal_DecodeRecord(const uint8_t* p, TKvReadingValues& r) {
   if (Get<uint32_t>(p + 36) != KvJournal_Crc32(p, 36)) return false;
   const uint8_t flags = p[32];
@@ -87,13 +96,7 @@ TKvJournalContent KvJournal_Read(const QString& fileName) {
   const QByteArray bytes = file.readAll();
   const auto* data = reinterpret_cast<const uint8_t*>(bytes.constData());
   const qsizetype size = bytes.size();
-  if (size >= KvJournal_HeaderSize && std::memcmp(data, kMagic, 4) == 0 &&
-      Get<uint32_t>(data + 28) == KvJournal_Crc32(data, 28) &&
-      Get<uint16_t>(data + 4) == KvJournal_Version &&
-      Get<uint16_t>(data + 6) == KvJournal_RecordSize) {
-    content.HeaderValid = true;
-    content.Base = Get<uint64_t>(data + 8);
-  }
+  content.HeaderValid = KvJournal_DecodeHeader(data, size_t(size), content.Base);
   if (size <= KvJournal_HeaderSize) return content;
   const qsizetype records = (size - KvJournal_HeaderSize) / KvJournal_RecordSize;
   content.TornTail = (size - KvJournal_HeaderSize) % KvJournal_RecordSize != 0;

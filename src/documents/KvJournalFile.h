@@ -28,6 +28,8 @@ using TKvJournalHeader = std::array<uint8_t, KvJournal_HeaderSize>;
 uint32_t KvJournal_Crc32(const uint8_t* data, size_t len);
 TKvJournalHeader KvJournal_EncodeHeader(uint64_t base, double started);
 TKvJournalRecord KvJournal_EncodeRecord(uint32_t sequence, const TKvReadingValues& r);
+// False unless the bytes are a whole header of this version; base is then its base.
+bool KvJournal_DecodeHeader(const uint8_t* bytes, size_t len, uint64_t& base);
 // False when the checksum does not match; r is then untouched.
 bool KvJournal_DecodeRecord(const uint8_t* bytes, TKvReadingValues& r);
 

@@ -50,10 +50,12 @@ bool TKvJournalWriter::Open(const QString& fileName, uint64_t base, double start
   }
   struct stat st {};
   ::fstat(fd, &st);
-  const TKvJournalContent existing =
-      st.st_size > 0 ? KvJournal_Read(fileName) : TKvJournalContent{};
+  TKvJournalHeader head{};
+  uint64_t existingBase = 0;
+  const bool continued = ::pread(fd, head.data(), head.size(), 0) == ssize_t(head.size()) &&
+                         KvJournal_DecodeHeader(head.data(), head.size(), existingBase);
   bool ok;
-  if (existing.HeaderValid) {
+  if (continued) {
     // A torn last record is cut off, so that new records start at a record's place.
     const off_t records = (st.st_size - KvJournal_HeaderSize) / KvJournal_RecordSize;
     ok = ::ftruncate(fd, KvJournal_HeaderSize + records * KvJournal_RecordSize) == 0 &&
