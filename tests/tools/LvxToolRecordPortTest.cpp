@@ -91,7 +91,7 @@ class LvxToolRecordPortTest : public ::testing::Test {
   }
   // Waits until the tool has said text on its error output.
   static bool Said(QProcess& p, QByteArray& said, const char* text) {
-    for (int i = 0; i < 100 && !said.contains(text); ++i) {
+    for (int i = 0; i < 300 && !said.contains(text); ++i) {
       p.waitForReadyRead(100);
       said += p.readAllStandardError();
     }
