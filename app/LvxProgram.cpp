@@ -10,6 +10,7 @@
 #include "KvSerialCommander.h"
 #include "KvSys_Helper.h"
 #include "LvxInstalledLayout.h"
+#include "LvxJournalRecovery.h"
 #include "Serial.h"
 #include "UDmDxPrinting.h"
 #include "UDmKvBasic.h"
@@ -43,6 +44,7 @@ TLvxProgram::TLvxProgram(TKvPortDeviceSource* devices) {
   FMain = std::make_unique<TFrmKvMain>();
   // The print actions print what the user looks at: the chart from its tab, else the table.
   FMain->OnReportLinkSelect = [this](int link) { FPrinting->SelectLink(link); };
+  FRecovery = std::make_unique<TLvxJournalRecovery>(*FCommander, *FMain);
 }
 
 TLvxProgram::~TLvxProgram() {
@@ -58,6 +60,8 @@ void TLvxProgram::Shutdown() {
   if (!FPorts) return;
   FPorts->Serial()->SetActive(false);
   FMain->OnReportLinkSelect = nullptr;
+  FRecovery->ProgramEnds();
+  FRecovery.reset();
   FMain.reset();
   FCommander.reset();
   FPorts.reset();

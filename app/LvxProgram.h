@@ -12,6 +12,7 @@ class TDmKv_COM_Commander;
 class TFrmKvMain;
 class TKvPortDeviceSource;
 class TKvPortEngine;
+class TLvxJournalRecovery;
 
 // Registers the docked views' forms with the main window; the program calls it before the
 // main window is first shown.
@@ -41,4 +42,5 @@ class TLvxProgram {
   std::unique_ptr<TKvPortEngine> FPorts;
   std::unique_ptr<TDmKv_COM_Commander> FCommander;
   std::unique_ptr<TFrmKvMain> FMain;
+  std::unique_ptr<TLvxJournalRecovery> FRecovery;
 };

@@ -9,14 +9,16 @@
 #include "KvAppServices.h"
 #include "KvDateTime.h"
 #include "KvGlobalInfo.h"
-#include "KvSys_Helper.h"
 #include "KvMemErrors.h"
 #include "KvPortAssignments.h"
 #include "KvPortDevices.h"
 #include "KvStreamPort.h"
+#include "KvSys_Helper.h"
 #include "LvxTool.h"
 #include "Serial.h"
 #include "UDmKv_COM_Commander.h"
+
+int LvxTool_RecordPort(const QStringList& args, QTextStream& out, QTextStream& err);
 
 namespace {
 
@@ -136,7 +138,8 @@ int Decode(const QStringList& args, QTextStream& out, QTextStream& err) {
   return 0;
 }
 
-int Record(const QStringList& args, QTextStream&, QTextStream& err) {
+int Record(const QStringList& args, QTextStream& out, QTextStream& err) {
+  if (args.contains("--port")) return LvxTool_RecordPort(args, out, err);
   const char* usage = "usage: lvxtool record [--date-override YYYY-MM-DD] IN.bin OUT.dat\n";
   TDateTime dateOverride = NoDate;
   QStringList files;
@@ -239,10 +242,18 @@ TLvxToolRegistration decodeCommand(
      "  --memo     print the raw and decoded memo lines and the status texts instead\n"
      "  --chunk N  bytes per receive event (default 1)\n"});
 TLvxToolRegistration recordCommand(
-    {"record", "record [--date-override YYYY-MM-DD] IN.bin OUT.dat", Record, false,
+    {"record",
+     "record [--date-override YYYY-MM-DD] [--port DEVICE [--duration SECONDS]] [IN.bin] OUT.dat",
+     Record, false,
      "Records every reading of the captured stream IN.bin that the reader would record and\n"
-     "saves the document as OUT.dat.\n\n"
-     "  --date-override YYYY-MM-DD  record the readings under this date\n"});
+     "saves the document as OUT.dat (lvxtool record IN.bin OUT.dat).\n\n"
+     "With --port it records from a serial device instead (lvxtool record --port DEVICE\n"
+     "OUT.dat) until SIGINT or SIGTERM: every reading is journaled at once, the document is\n"
+     "saved every ten minutes and at the end; an unplugged device is waited for at the same\n"
+     "path. An existing OUT.dat is continued, after the journal a crash left is recovered.\n\n"
+     "  --date-override YYYY-MM-DD  record the readings under this date\n"
+     "  --port DEVICE               the serial device to record from, e.g. /dev/ttyUSB0\n"
+     "  --duration SECONDS          with --port: stop after this many seconds\n"});
 TLvxToolRegistration simulateCommand(
     {"simulate", "simulate [--count N]", Simulate, false,
      "Runs the simulated instrument and prints one reading a second.\n\n"

@@ -8,6 +8,7 @@
 #include "KvAppServices.h"
 #include "KvDialogs.h"
 #include "KvLocale.h"
+#include "KvRecordingJournal.h"
 
 TDmKv_COM_Commander* DmKv_COM_Commander = nullptr;
 
@@ -327,17 +328,19 @@ void TDmKv_COM_Commander::AddData(const TKvUniqueData& d) {
   const TDateTime stamp = d.dtDate + d.dtTime;
   if (stamp > FdtMaxTime) FdtMaxTime = stamp;
   if (stamp < FdtMinTime) FdtMinTime = stamp;
-  KvMemTableData.PostReading({.dtDate = d.dtDate,
-                              .dtTime = d.dtTime,
-                              .dVal = d.dVal,
-                              .dLo = d.dLo,
-                              .dHi = d.dHi,
-                              .bUnder = d.bUnder,
-                              .bOver = d.bOver,
-                              .bA = d.bA,
-                              .bC = d.bC,
-                              .bSlow = d.bSlow,
-                              .bFast = d.bFast});
+  const TKvReadingValues row{.dtDate = d.dtDate,
+                             .dtTime = d.dtTime,
+                             .dVal = d.dVal,
+                             .dLo = d.dLo,
+                             .dHi = d.dHi,
+                             .bUnder = d.bUnder,
+                             .bOver = d.bOver,
+                             .bA = d.bA,
+                             .bC = d.bC,
+                             .bSlow = d.bSlow,
+                             .bFast = d.bFast};
+  KvMemTableData.PostReading(row);
+  if (Journal) Journal->Append(row);
   if (TKvAppServices* app = KvAppServices()) {
     app->SetIsModified(true);
     app->SetIsFileLoaded(true);

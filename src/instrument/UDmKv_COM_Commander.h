@@ -25,6 +25,7 @@
 #include "KvUniqueData.h"
 
 class TDmKv_COM_Commander;
+class TKvRecordingJournal;
 
 using TKvStatusBarEvent = std::function<void(QObject* Sender, const QString& Msg)>;
 using TKvDataReceivedEvent =
@@ -104,6 +105,9 @@ class TDmKv_COM_Commander : public QObject {
   int64_t RecTotalAll() const { return FRecTotalAll.load(); }
 
   TKvMeasurementTable KvMemTableData;
+  // Where recorded rows are journaled until the document is saved or dropped; set by the
+  // owner, nullptr for none.
+  TKvRecordingJournal* Journal = nullptr;
   TKvSerialPort* Serial;
   TKvPortList* COMManager;
   TKvSerialDialogs* SerialDialogs;

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QWidget>
 
+#include "KvRecordingJournal.h"
 #include "KvSys_Helper.h"
 #include "UDmKvBasic.h"
 #include "UDmKv_COM_Commander.h"
@@ -60,6 +61,8 @@ void TDmKv_COM_Commander::EvFile_Clear(QObject*, const QString&) {
 
 void TDmKv_COM_Commander::EvFile_Load(QObject*, QString& sFileName) {
   TKvBusyCursor busy;
+  // Whatever was recorded was saved or given up when the user was asked before the load.
+  if (Journal) Journal->Retire();
   // Stays False when the load throws: the chart keeps still until a good load.
   FAllowUpdateDS = false;
   auto mergePending = [this] {
@@ -80,6 +83,7 @@ void TDmKv_COM_Commander::EvFile_Save(QObject*, const QString& sFileName, bool& 
   TKvBusyCursor busy;
   KvMemTableData.SaveToFile(sFileName, 2);
   if (!QFile::exists(sFileName)) bSaved = false;
+  if (bSaved && Journal) Journal->Retire();
 }
 
 void TDmKv_COM_Commander::EvFile_Export(QObject*, const QString& sFileName, const QString&, bool&) {
