@@ -19,6 +19,7 @@ class QWidget;
 class TKvCheckComboBox;
 class TKvReportPrinting;
 class TKvFormStorage;
+class TKvRunningLeq;
 
 class TFrmDxChart : public QWidget, public TKvChartView {
   Q_OBJECT
@@ -108,4 +109,5 @@ class TFrmDxChart : public QWidget, public TKvChartView {
   TKvChartMarks* FMarks = nullptr;
   TKvMemTable* FDataSet = nullptr;
   bool FReplotWhenShown = false;
+  std::unique_ptr<TKvRunningLeq> FLeq;  // the "Leq" channel's line, once it has a series
 };
