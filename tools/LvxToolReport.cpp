@@ -157,6 +157,9 @@ class TKvMeasurementReportLink : public TKvReportLink {
     FChart.Channel_Add(KvLeqChannelId, KvLeqChannelTitle, "", true, "Leq");
     FChart.Channel_UpdateFromList();
     FChart.DoChart_UpdateFromDataset(table);
+    // On paper the run labels of the screen would crowd the line; the legend names it.
+    if (TKvLineSeries* level = FChart.SeriesOfChannel(1))
+      level->OnGetMarkText = [](TKvLineSeries&, QString& text) { text.clear(); };
     // A rebuild fills the level only; the range lines come from the same rows.
     const int lo = table.FieldByName("RangeMin").Column(), hi = table.FieldByName("RangeMax").Column();
     std::vector<double> keys, low, high;

@@ -5,7 +5,7 @@
 #include "KvLevelStatistics.h"
 
 namespace {
-const QColor LeqColor(0xB0, 0x30, 0x60);
+const QColor LeqColor(0xE0, 0x70, 0x00);
 }
 
 TKvRunningLeq::TKvRunningLeq(TKvLineSeries& target, const TKvLineSeries* source)

@@ -64,7 +64,7 @@ TEST(KvLevelStatistics, AgreeWithThePlainComputationOnRandomSets) {
   std::mt19937 random(18);
   std::uniform_int_distribution<int> tenths(300, 1300);
   std::uniform_real_distribution<double> anyLevel(20, 140);
-  for (int size : {2, 3, 7, 100, 1001}) {
+  for (int size : {2, 3, 7, 100, 101, 1001}) {
     SCOPED_TRACE(size);
     std::vector<TLevelRow> onGrid, offGrid;
     for (int i = 0; i < size; ++i) {
@@ -107,6 +107,7 @@ TEST(KvLevelStatistics, EdgesOfTheDefinitions) {
   EXPECT_EQ(KvLevel_PercentileRank(1, 1), 1);
   EXPECT_EQ(KvLevel_PercentileRank(90, 10), 9);
   EXPECT_EQ(KvLevel_PercentileRank(90, 11), 10);
+  EXPECT_EQ(KvLevel_PercentileRank(1, 101), 2);
 }
 
 TEST(KvLevelStatistics, SlidingWindowHoldsTheLastReadingsExactly) {
