@@ -164,9 +164,10 @@ class TKvMeasurementReportLink : public TKvReportLink {
     const int lo = table.FieldByName("RangeMin").Column(), hi = table.FieldByName("RangeMax").Column();
     std::vector<double> keys, low, high;
     const TKvDatSTable& t = *table.Table();
+    const TKvLevelReader reader(table);
     for (int i = 0; i < table.RecordCount(); ++i) {
       TKvLevelReading r;
-      KvLevel_ReadingAt(table, i, r);
+      reader.At(i, r);
       bool isNull;
       const uint8_t* row = t.RowData(table.RowHandle(i));
       keys.push_back(KvChart_Key(KvLevel_DateTime(r.Msecs)));

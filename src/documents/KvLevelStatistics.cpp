@@ -112,30 +112,6 @@ TKvLevelStatistics TKvLevelSample::Result() {
 // ---- tables ------------------------------------------------------------------------------
 
 namespace {
-struct TReadingColumns {
-  int Date = -1, Time = -1, Y = -1;
-  explicit TReadingColumns(TKvMemTable& ds) {
-    auto col = [&ds](const char* name) {
-      TKvField* f = ds.FindField(QLatin1String(name));
-      return f ? f->Column() : -1;
-    };
-    Date = col("Date");
-    Time = col("Time");
-    Y = col("Y");
-  }
-};
-
-TKvLevelReading ReadRow(const TKvDatSTable& table, uint32_t handle, const TReadingColumns& c) {
-  const uint8_t* row = table.RowData(handle);
-  bool nd, nt, ny;
-  const double day = KvCell_AsDouble(table, row, c.Date, nd);
-  const double ms = KvCell_AsDouble(table, row, c.Time, nt);
-  const double level = KvCell_AsDouble(table, row, c.Y, ny);
-  const long long msecs = (nd ? 0 : (std::llround(day) - KvDateDelta) * MsecsPerDayLL) +
-                          (nt ? 0 : std::llround(ms));
-  return {msecs, ny ? std::numeric_limits<double>::quiet_NaN() : level};
-}
-
 bool Descending(TKvMemTable& ds) {
   for (const TKvIndexDef& d : ds.IndexDefs)
     if (d.Name.compare(ds.IndexName(), Qt::CaseInsensitive) == 0) return d.Descending;
@@ -143,27 +119,43 @@ bool Descending(TKvMemTable& ds) {
 }
 }  // namespace
 
-void KvLevel_WalkReadings(TKvMemTable& ds, const std::function<void(const TKvLevelReading&)>& f) {
-  const TKvDatSTable* table = ds.Table();
-  if (!ds.Active() || !table) return;
-  const TReadingColumns cols(ds);
-  const int count = ds.RecordCount();
-  const bool down = Descending(ds);
-  for (int i = 0; i < count; ++i)
-    f(ReadRow(*table, ds.RowHandle(down ? count - 1 - i : i), cols));
+TKvLevelReader::TKvLevelReader(TKvMemTable& ds) : FDataSet(ds) {
+  auto col = [&ds](const char* name) {
+    TKvField* f = ds.FindField(QLatin1String(name));
+    return f ? f->Column() : -1;
+  };
+  FDate = col("Date");
+  FTime = col("Time");
+  FY = col("Y");
 }
 
-bool KvLevel_ReadingAt(TKvMemTable& ds, int recNo, TKvLevelReading& reading) {
-  const TKvDatSTable* table = ds.Table();
-  if (!ds.Active() || !table || recNo < 0 || recNo >= ds.RecordCount()) return false;
-  reading = ReadRow(*table, ds.RowHandle(recNo), TReadingColumns(ds));
+bool TKvLevelReader::At(int recNo, TKvLevelReading& reading) const {
+  const TKvDatSTable* table = FDataSet.Table();
+  if (!FDataSet.Active() || !table || recNo < 0 || recNo >= FDataSet.RecordCount()) return false;
+  const uint8_t* row = table->RowData(FDataSet.RowHandle(recNo));
+  bool nd, nt, ny;
+  const double day = KvCell_AsDouble(*table, row, FDate, nd);
+  const double ms = KvCell_AsDouble(*table, row, FTime, nt);
+  const double level = KvCell_AsDouble(*table, row, FY, ny);
+  reading.Msecs = (nd ? 0 : (std::llround(day) - KvDateDelta) * MsecsPerDayLL) +
+                  (nt ? 0 : std::llround(ms));
+  reading.Level = ny ? std::numeric_limits<double>::quiet_NaN() : level;
   return true;
+}
+
+void TKvLevelReader::Walk(const std::function<void(const TKvLevelReading&)>& f) const {
+  if (!FDataSet.Active() || !FDataSet.Table()) return;
+  const int count = FDataSet.RecordCount();
+  const bool down = Descending(FDataSet);
+  TKvLevelReading r;
+  for (int i = 0; i < count; ++i)
+    if (At(down ? count - 1 - i : i, r)) f(r);
 }
 
 TKvLevelStatistics KvLevelStatistics_Of(TKvMemTable& ds) {
   TKvLevelSample sample;
   sample.Reserve(size_t(std::max(0, ds.Active() ? ds.RecordCount() : 0)));
-  KvLevel_WalkReadings(ds, [&](const TKvLevelReading& r) {
+  TKvLevelReader(ds).Walk([&](const TKvLevelReading& r) {
     sample.Add(r.Level, KvLevel_DateTime(r.Msecs));
   });
   return sample.Result();
@@ -177,7 +169,7 @@ std::vector<TKvHourStatistics> KvLevelStatistics_ByHour(TKvMemTable& ds) {
     if (sample.Count() > 0) hours.push_back({KvLevel_DateTime(hour * MsecsPerHour), sample.Result()});
     sample.Clear();
   };
-  KvLevel_WalkReadings(ds, [&](const TKvLevelReading& r) {
+  TKvLevelReader(ds).Walk([&](const TKvLevelReading& r) {
     if (!std::isfinite(r.Level)) return;
     const long long h = FloorDiv(r.Msecs, MsecsPerHour);
     if (h != hour) close();

@@ -65,11 +65,21 @@ struct TKvLevelReading {
   double Level;     // NaN for a NULL level
 };
 
-// The rows of the dataset's active order (its filter applied) in ascending date and time,
-// whichever way the order runs; f is called for each. Reads the stored cells directly.
-void KvLevel_WalkReadings(TKvMemTable& dataSet, const std::function<void(const TKvLevelReading&)>& f);
-// The reading at position recNo of the active order; false outside it.
-bool KvLevel_ReadingAt(TKvMemTable& dataSet, int recNo, TKvLevelReading& reading);
+// Reads the readings of a dataset straight from its stored cells; the columns are found once,
+// when it is made, so it is made after the dataset's fields are bound.
+class TKvLevelReader {
+ public:
+  explicit TKvLevelReader(TKvMemTable& dataSet);
+  // The rows of the active order (its filter applied) in ascending date and time, whichever
+  // way the order runs.
+  void Walk(const std::function<void(const TKvLevelReading&)>& f) const;
+  // The reading at position recNo of the active order; false outside it.
+  bool At(int recNo, TKvLevelReading& reading) const;
+
+ private:
+  TKvMemTable& FDataSet;
+  int FDate = -1, FTime = -1, FY = -1;
+};
 
 // Statistics of the rows the dataset shows.
 TKvLevelStatistics KvLevelStatistics_Of(TKvMemTable& dataSet);

@@ -1,6 +1,7 @@
 #include "KvLevelTally.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace {
@@ -88,12 +89,14 @@ TKvLevelStatistics TKvLevelTally::Result() const {
   s.Lmin = FBins[size_t(FLow)].Values.front().first;
   // From the loudest bin down, counting readings until each rank is reached; the ranks
   // grow with N, so one walk finds them all.
+  std::array<long long, KvPercentileNs.size()> ranks;
+  for (size_t i = 0; i < ranks.size(); ++i) ranks[i] = KvLevel_PercentileRank(KvPercentileNs[i], FCount);
   size_t next = 0;
   long long above = 0;  // readings in the bins walked so far
   for (int b = FHigh; b >= FLow && next < KvPercentileNs.size(); --b) {
     const TBin& bin = FBins[size_t(b)];
     while (next < KvPercentileNs.size()) {
-      const long long rank = KvLevel_PercentileRank(KvPercentileNs[next], FCount);
+      const long long rank = ranks[next];
       if (rank > above + bin.Count) break;
       long long within = above;
       for (auto v = bin.Values.rbegin(); v != bin.Values.rend(); ++v) {

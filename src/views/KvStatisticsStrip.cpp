@@ -34,7 +34,8 @@ QString TKvStatisticsStrip::Text(const QString& caption) const {
 
 void TKvStatisticsStrip::Recount() {
   FTally.Clear();
-  KvLevel_WalkReadings(FDataSet, [this](const TKvLevelReading& r) {
+  FReader.emplace(FDataSet);
+  FReader->Walk([this](const TKvLevelReading& r) {
     FTally.Add(r.Level, KvLevel_DateTime(r.Msecs));
   });
   Show();
@@ -42,7 +43,7 @@ void TKvStatisticsStrip::Recount() {
 
 void TKvStatisticsStrip::ReadingShown(int position) {
   TKvLevelReading r;
-  if (!KvLevel_ReadingAt(FDataSet, position, r)) return;
+  if (!FReader || !FReader->At(position, r)) return;
   FTally.Add(r.Level, KvLevel_DateTime(r.Msecs));
   Show();
 }

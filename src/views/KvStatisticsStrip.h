@@ -4,6 +4,7 @@
 // tally (no pass over the table); a filter change, a delete or a reload counts again.
 #include <QStringList>
 #include <QWidget>
+#include <optional>
 
 #include "KvLevelTally.h"
 
@@ -36,6 +37,7 @@ class TKvStatisticsStrip : public QWidget {
   void Show();
 
   TKvMemTable& FDataSet;
+  std::optional<TKvLevelReader> FReader;  // made again at each recount
   TKvLevelTally FTally;
   TKvLevelStatistics FStats;
   QStringList FTexts;

@@ -159,7 +159,7 @@ TEST_F(ProgramStatisticsTest, StripAndLeqFollowTheSimulatedInstrument) {
   ASSERT_GE(data.RecordCount(), 4);
   const TKvLevelStatistics shown = table->StatisticsStrip->Statistics();
   std::vector<double> levels;
-  KvLevel_WalkReadings(data, [&](const TKvLevelReading& r) {
+  TKvLevelReader(data).Walk([&](const TKvLevelReading& r) {
     if (std::isfinite(r.Level)) levels.push_back(r.Level);
   });
   EXPECT_EQ(shown.Count, (long long)levels.size());
