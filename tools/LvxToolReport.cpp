@@ -89,12 +89,12 @@ class TKvMeasurementReportLink : public TKvReportLink {
     p.drawText(QRectF(body.left(), body.top(), body.width(), titleHeight),
                Qt::AlignLeft | Qt::AlignVCenter, "Measurement report: " + FName);
     p.setFont(ReportFont(10));
-    const QString period =
-        FStats.Empty() ? QString("Period: no readings with a level")
-                       : QString("Period: %1 to %2 (%3)")
-                             .arg(FormatDateTime(DateTimePattern, FStats.First),
-                                  FormatDateTime(DateTimePattern, FStats.Last),
-                                  KvLevel_DurationText(FStats.DurationSeconds()));
+    const QString period = FStats.Empty()
+                               ? QString("Period: no readings with a level")
+                               : QString("Period: %1 to %2 (%3)")
+                                     .arg(FormatDateTime(DateTimePattern, FStats.First),
+                                          FormatDateTime(DateTimePattern, FStats.Last),
+                                          KvLevel_DurationText(FStats.DurationSeconds()));
     p.drawText(QRectF(body.left(), body.top() + titleHeight, body.width(), frame.Mm(7)),
                Qt::AlignLeft | Qt::AlignVCenter, period);
     const double tableTop = body.top() + titleHeight + frame.Mm(10);
@@ -113,13 +113,14 @@ class TKvMeasurementReportLink : public TKvReportLink {
 
   std::vector<QStringList> StatisticsRows() const {
     const TKvLevelStatistics& s = FStats;
-    const QStringList left[] = {{"Readings", QString::number(s.Count)},
-                                {"Duration", s.Empty() ? QString() : KvLevel_DurationText(s.DurationSeconds())},
-                                {"Leq (energy mean)", Level(s, s.Leq)},
-                                {"Lmax", Level(s, s.Lmax)},
-                                {"Lmin", Level(s, s.Lmin)},
-                                {"Lmean (arithmetic mean)", Level(s, s.Lmean)},
-                                {"SEL", s.HasSel() ? Level(s, s.Sel()) : QString()}};
+    const QStringList left[] = {
+        {"Readings", QString::number(s.Count)},
+        {"Duration", s.Empty() ? QString() : KvLevel_DurationText(s.DurationSeconds())},
+        {"Leq (energy mean)", Level(s, s.Leq)},
+        {"Lmax", Level(s, s.Lmax)},
+        {"Lmin", Level(s, s.Lmin)},
+        {"Lmean (arithmetic mean)", Level(s, s.Lmean)},
+        {"SEL", s.HasSel() ? Level(s, s.Sel()) : QString()}};
     std::vector<QStringList> rows;
     for (size_t i = 0; i < std::size(left); ++i) {
       QStringList row = left[i];
@@ -143,8 +144,8 @@ class TKvMeasurementReportLink : public TKvReportLink {
       const TKvLevelStatistics& s = FHours[i].Stats;
       rows.push_back({FormatDateTime("yyyy-mm-dd hh:nn", FHours[i].Hour) + " - " +
                           FormatDateTime("hh:nn", FHours[i].Hour + 1.0 / 24),
-                      QString::number(s.Count), Level(s, s.Leq), Level(s, s.Lmax),
-                      Level(s, s.Lmin), Level(s, s.Percentile(90))});
+                      QString::number(s.Count), Level(s, s.Leq), Level(s, s.Lmax), Level(s, s.Lmin),
+                      Level(s, s.Percentile(90))});
     }
     DrawTable(p, frame, QPointF(body.left(), body.top() + frame.Mm(11)), body.width(),
               {4, 2, 2, 2, 2, 2}, {"Hour", "Readings", "Leq", "Lmax", "Lmin", "L90"}, rows);
@@ -161,7 +162,8 @@ class TKvMeasurementReportLink : public TKvReportLink {
     if (TKvLineSeries* level = FChart.SeriesOfChannel(1))
       level->OnGetMarkText = [](TKvLineSeries&, QString& text) { text.clear(); };
     // A rebuild fills the level only; the range lines come from the same rows.
-    const int lo = table.FieldByName("RangeMin").Column(), hi = table.FieldByName("RangeMax").Column();
+    const int lo = table.FieldByName("RangeMin").Column(),
+              hi = table.FieldByName("RangeMax").Column();
     std::vector<double> keys, low, high;
     const TKvDatSTable& t = *table.Table();
     const TKvLevelReader reader(table);

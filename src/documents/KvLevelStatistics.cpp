@@ -137,8 +137,8 @@ bool TKvLevelReader::At(int recNo, TKvLevelReading& reading) const {
   const double day = KvCell_AsDouble(*table, row, FDate, nd);
   const double ms = KvCell_AsDouble(*table, row, FTime, nt);
   const double level = KvCell_AsDouble(*table, row, FY, ny);
-  reading.Msecs = (nd ? 0 : (std::llround(day) - KvDateDelta) * MsecsPerDayLL) +
-                  (nt ? 0 : std::llround(ms));
+  reading.Msecs =
+      (nd ? 0 : (std::llround(day) - KvDateDelta) * MsecsPerDayLL) + (nt ? 0 : std::llround(ms));
   reading.Level = ny ? std::numeric_limits<double>::quiet_NaN() : level;
   return true;
 }
@@ -155,9 +155,8 @@ void TKvLevelReader::Walk(const std::function<void(const TKvLevelReading&)>& f) 
 TKvLevelStatistics KvLevelStatistics_Of(TKvMemTable& ds) {
   TKvLevelSample sample;
   sample.Reserve(size_t(std::max(0, ds.Active() ? ds.RecordCount() : 0)));
-  TKvLevelReader(ds).Walk([&](const TKvLevelReading& r) {
-    sample.Add(r.Level, KvLevel_DateTime(r.Msecs));
-  });
+  TKvLevelReader(ds).Walk(
+      [&](const TKvLevelReading& r) { sample.Add(r.Level, KvLevel_DateTime(r.Msecs)); });
   return sample.Result();
 }
 
@@ -166,7 +165,8 @@ std::vector<TKvHourStatistics> KvLevelStatistics_ByHour(TKvMemTable& ds) {
   TKvLevelSample sample;
   long long hour = 0;
   auto close = [&] {
-    if (sample.Count() > 0) hours.push_back({KvLevel_DateTime(hour * MsecsPerHour), sample.Result()});
+    if (sample.Count() > 0)
+      hours.push_back({KvLevel_DateTime(hour * MsecsPerHour), sample.Result()});
     sample.Clear();
   };
   TKvLevelReader(ds).Walk([&](const TKvLevelReading& r) {
@@ -187,6 +187,7 @@ QString KvLevel_Text(double level) {
 QString KvLevel_DurationText(double seconds) {
   const long long s = std::llround(std::max(0.0, seconds));
   const long long days = s / 86400, rest = s % 86400;
-  const QString hms = QString::asprintf("%02lld:%02lld:%02lld", rest / 3600, rest / 60 % 60, rest % 60);
+  const QString hms =
+      QString::asprintf("%02lld:%02lld:%02lld", rest / 3600, rest / 60 % 60, rest % 60);
   return days > 0 ? QString("%1d %2").arg(days).arg(hms) : hms;
 }

@@ -90,7 +90,8 @@ TKvLevelStatistics TKvLevelTally::Result() const {
   // From the loudest bin down, counting readings until each rank is reached; the ranks
   // grow with N, so one walk finds them all.
   std::array<long long, KvPercentileNs.size()> ranks;
-  for (size_t i = 0; i < ranks.size(); ++i) ranks[i] = KvLevel_PercentileRank(KvPercentileNs[i], FCount);
+  for (size_t i = 0; i < ranks.size(); ++i)
+    ranks[i] = KvLevel_PercentileRank(KvPercentileNs[i], FCount);
   size_t next = 0;
   long long above = 0;  // readings in the bins walked so far
   for (int b = FHigh; b >= FLow && next < KvPercentileNs.size(); --b) {

@@ -8,8 +8,7 @@ namespace {
 const QColor LeqColor(0xE0, 0x70, 0x00);
 }
 
-TKvRunningLeq::TKvRunningLeq(TKvLineSeries& target, const TKvLineSeries* source)
-    : FTarget(target) {
+TKvRunningLeq::TKvRunningLeq(TKvLineSeries& target, const TKvLineSeries* source) : FTarget(target) {
   FTarget.Graph()->setPen(QPen(LeqColor, 2));
   Recalculate(source);
 }

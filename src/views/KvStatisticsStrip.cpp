@@ -35,9 +35,8 @@ QString TKvStatisticsStrip::Text(const QString& caption) const {
 void TKvStatisticsStrip::Recount() {
   FTally.Clear();
   FReader.emplace(FDataSet);
-  FReader->Walk([this](const TKvLevelReading& r) {
-    FTally.Add(r.Level, KvLevel_DateTime(r.Msecs));
-  });
+  FReader->Walk(
+      [this](const TKvLevelReading& r) { FTally.Add(r.Level, KvLevel_DateTime(r.Msecs)); });
   Show();
 }
 

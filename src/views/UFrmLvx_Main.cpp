@@ -18,8 +18,8 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
-#include "KvDateEdit.h"
 #include "KvChartChannels.h"
+#include "KvDateEdit.h"
 #include "KvDockedViews.h"
 #include "KvFormStorage.h"
 #include "KvGlobalInfo.h"

@@ -87,7 +87,8 @@ TEST(KvLevelStatistics, EdgesOfTheDefinitions) {
       {"empty", {}},
       {"only NULL levels", {{At(0), {}}, {At(5), {}}}},
       {"one reading: every figure is its level, no duration, no SEL", {{At(3), 71.4}}},
-      {"NULLs neither count nor stretch the period", {{At(0), {}}, {At(2), 60.0}, {At(4), 62.0}, {At(9), {}}}},
+      {"NULLs neither count nor stretch the period",
+       {{At(0), {}}, {At(2), 60.0}, {At(4), 62.0}, {At(9), {}}}},
       {"ties", {{At(0), 50.0}, {At(1), 50.0}, {At(2), 50.0}, {At(3), 70.0}}},
       {"equal times: duration 0, no SEL", {{At(1), 55.0}, {At(1), 65.0}}},
   };

@@ -41,8 +41,8 @@ std::vector<TLevelRow> Rows(int seconds, int step, unsigned seed) {
     const double hour = s / 3600.0;
     const double base = 45 + 20 * std::sin((hour - 6) / 24 * 2 * M_PI);
     const double level = std::round(std::clamp(base + noise(random), 30.0, 130.0) * 10) / 10;
-    rows.push_back({Day + s / 86400.0, (s / step) % 17 == 3 ? std::nullopt
-                                                            : std::optional<double>(level)});
+    rows.push_back(
+        {Day + s / 86400.0, (s / step) % 17 == 3 ? std::nullopt : std::optional<double>(level)});
   }
   return rows;
 }
@@ -83,9 +83,8 @@ QJsonObject Json(const TRun& run) {
 TEST_F(LvxToolStatsTest, JsonAgreesWithTheDefinitions) {
   const std::vector<TLevelRow> rows = Rows(3 * 3600, 7, 18);
   const QJsonObject o = Json(Tool({"stats", "--json", Save("three hours.dat", rows)}));
-  const QStringList keys = {"count", "first", "last", "duration_s", "leq",  "lmax",
-                            "lmin",  "lmean", "l1",   "l5",         "l10",  "l50",
-                            "l90",   "l95",   "l99",  "sel"};
+  const QStringList keys = {"count", "first", "last", "duration_s", "leq", "lmax", "lmin", "lmean",
+                            "l1",    "l5",    "l10",  "l50",        "l90", "l95",  "l99",  "sel"};
   EXPECT_EQ(QStringList(o.keys()).size(), keys.size());
   for (const QString& k : keys) EXPECT_TRUE(o.contains(k)) << k.toStdString();
   EXPECT_EQ(o["first"].toString().toStdString(), "2026-11-23T00:00:00");
@@ -118,9 +117,10 @@ TEST_F(LvxToolStatsTest, PeriodOptionsReadAndWriteTheSameInEveryLocale) {
     EXPECT_TRUE(text.Out.contains("duration  00:00:20 (20 s)\n"));
   }
   // A date alone is its whole day; a period without readings has no figures.
-  EXPECT_EQ(Json(Tool({"stats", "--json", "--from", "2026-11-23", "--to", "2026-11-23", file}))["count"]
-                .toInteger(),
-            ReferenceOf(rows).Count);
+  EXPECT_EQ(
+      Json(Tool({"stats", "--json", "--from", "2026-11-23", "--to", "2026-11-23", file}))["count"]
+          .toInteger(),
+      ReferenceOf(rows).Count);
   const QJsonObject none = Json(Tool({"stats", "--json", "--from", "2026-11-24", file}));
   EXPECT_EQ(none["count"].toInteger(), 0);
   EXPECT_TRUE(none["leq"].isNull() && none["first"].isNull() && none["sel"].isNull());
@@ -151,5 +151,6 @@ TEST_F(LvxToolStatsTest, ReportOfADayHasTheFiguresTheChartAndEveryHour) {
     EXPECT_TRUE(pages.contains(QString::asprintf("2026-11-23 %02d:00 - %02d:00", h, (h + 1) % 24)))
         << h;
   EXPECT_EQ(Tool({"report", file}).Code, 2);
-  if (qEnvironmentVariableIsSet("LVX_KEEP_REPORT")) QFile::copy(pdf, qEnvironmentVariable("LVX_KEEP_REPORT"));
+  if (qEnvironmentVariableIsSet("LVX_KEEP_REPORT"))
+    QFile::copy(pdf, qEnvironmentVariable("LVX_KEEP_REPORT"));
 }
