@@ -87,6 +87,22 @@ TEST_F(StatisticsStripTest, AgreesWithTheBatchAfterEveryReading) {
   }
 }
 
+TEST_F(StatisticsStripTest, WritesLevelsInTheRegionalSettings) {
+  Record(65.5, 0);
+  Record(70.0, 61);
+  const TKvLocale saved = KvLocale();
+  for (const char* name : {"C", "en_US", "de_DE", "fr_FR"}) {
+    SCOPED_TRACE(name);
+    KvLocale_Pin(TKvLocale::FromQLocale(QLocale(name)));
+    Strip().Recount();
+    const QChar point = KvLocale().DecimalSeparator;
+    EXPECT_EQ(Strip().Text("Lmax"), QString("70") + point + "0 dB");
+    EXPECT_EQ(Strip().Text("L90"), QString("65") + point + "5 dB");
+    EXPECT_EQ(Strip().Text("Duration"), "00:01:01");
+  }
+  KvLocale_Pin(saved);
+}
+
 class LeqChannelTest : public PanelsTest {
  protected:
   TKvLineSeries& Leq() { return Chart->Series(4); }
