@@ -12,6 +12,7 @@
 #include "KvDateTime.h"
 
 class TKvMemTable;
+class TKvDatSTable;
 
 // N of the LN levels, in the order TKvLevelStatistics::L holds them.
 inline constexpr std::array<int, 7> KvPercentileNs = {1, 5, 10, 50, 90, 95, 99};
@@ -77,6 +78,7 @@ class TKvLevelReader {
   bool At(int recNo, TKvLevelReading& reading) const;
 
  private:
+  TKvLevelReading Read(const TKvDatSTable& table, uint32_t handle) const;
   TKvMemTable& FDataSet;
   int FDate = -1, FTime = -1, FY = -1;
 };
