@@ -139,23 +139,29 @@ void TKvChartReportLink::PaintPage(QCPPainter& painter, const TKvReportPageFrame
   const QRectF target = body.adjusted(
       body.width() * PrintMargins.left() / 100, body.height() * PrintMargins.top() / 100,
       -body.width() * PrintMargins.right() / 100, -body.height() * PrintMargins.bottom() / 100);
+  KvChart_PaintInto(painter, *Chart, target);
+}
+
+void KvChart_PaintInto(QCPPainter& painter, QCustomPlot& chart, const QRectF& target) {
   // The chart lays itself out at a screen-like width and is scaled onto the page; the series
   // sample their points per column of that width, so the layout and the sample are made for
   // it before drawing (the first replot lays out, the second samples).
-  const int width = std::max(Chart->width(), 900);
+  const int width = std::max(chart.width(), 900);
   const int height = std::max(1, int(width * target.height() / target.width()));
-  const QRect screen = Chart->viewport();
-  Chart->setViewport(QRect(0, 0, width, height));
-  Chart->replot(QCustomPlot::rpImmediateRefresh);
-  Chart->replot(QCustomPlot::rpImmediateRefresh);
+  const QRect screen = chart.viewport();
+  chart.setViewport(QRect(0, 0, width, height));
+  chart.replot(QCustomPlot::rpImmediateRefresh);
+  chart.replot(QCustomPlot::rpImmediateRefresh);
+  painter.save();
   painter.setMode(QCPPainter::pmVectorized);
   painter.setMode(QCPPainter::pmNoCaching);
   painter.translate(target.topLeft());
   painter.scale(target.width() / width, target.width() / width);
-  Chart->toPainter(&painter, width, height);
-  Chart->setViewport(screen);
-  Chart->replot(QCustomPlot::rpImmediateRefresh);
-  Chart->replot(QCustomPlot::rpQueuedReplot);
+  chart.toPainter(&painter, width, height);
+  painter.restore();
+  chart.setViewport(screen);
+  chart.replot(QCustomPlot::rpImmediateRefresh);
+  chart.replot(QCustomPlot::rpQueuedReplot);
 }
 
 // ---- grid ---------------------------------------------------------------------------------

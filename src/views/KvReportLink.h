@@ -107,6 +107,10 @@ class TKvGridReportLink : public TKvReportLink {
   double RowHeight(const TKvReportPageFrame& frame) const;
 };
 
+// Draws the chart engine's own picture of the chart into target (device pixels), laid out at
+// a screen-like width and scaled to fit the target's width.
+void KvChart_PaintInto(QCPPainter& painter, QCustomPlot& chart, const QRectF& target);
+
 // A form as it is laid out, enlarged by the page's scale factor and shrunk to the page width
 // when it would not fit.
 class TKvContainerReportLink : public TKvReportLink {

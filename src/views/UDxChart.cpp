@@ -12,6 +12,8 @@
 #include <QVBoxLayout>
 #include <cmath>
 
+#include "KvChartChannels.h"
+#include "KvChartLeq.h"
 #include "KvCheckComboBox.h"
 #include "KvDateTime.h"
 #include "KvFormStorage.h"
@@ -270,6 +272,7 @@ void TFrmDxChart::FormDestroy() {
   KvLib_FormStorage_FormDestroy(KvFormStorage1);
   delete FMarks;
   FMarks = nullptr;
+  FLeq.reset();
   FSeries.clear();
 }
 
@@ -332,6 +335,7 @@ void TFrmDxChart::Channel_Add(int Id, const QString& FieldTitle, const QString&,
 }
 
 void TFrmDxChart::Channel_CreateFromList() {
+  FLeq.reset();
   if (FSeries.size() > 2) FSeries.erase(FSeries.begin() + 2, FSeries.end());
   Channel_UpdateFromList();
 }
@@ -375,6 +379,10 @@ void TFrmDxChart::Channel_UpdateFromList() {
       ApplySeriesAttributes(s, i);
       ApplyAverageAttributes(s);
       s.Function()->SetPeriod(cxSpinEditAverage->value());
+    } else if (description == KvLeqChannelTitle) {
+      if (!FLeq || &FLeq->Target() != &s)
+        FLeq = std::make_unique<TKvRunningLeq>(s, SeriesOfChannel(1));
+      ApplySeriesAttributes(s, i);
     } else {
       ApplySeriesAttributes(s, i);
     }
@@ -415,7 +423,10 @@ TKvLineSeries* TFrmDxChart::AverageSeries() const {
 void TFrmDxChart::cxSpinEditAveragePropertiesChange() {
   if (FSeries.empty()) return;
   const int n = cxSpinEditAverage->value();
-  TKvLineSeries& last = *FSeries.back();
+  // The Leq line is no average: the series before it stands in the average's place.
+  auto slot = FSeries.rbegin();
+  if (FLeq && slot->get() == &FLeq->Target() && FSeries.size() > 1) ++slot;
+  TKvLineSeries& last = **slot;
   if (n <= 1) {
     last.SetActive(false);
     Replot();
@@ -472,6 +483,7 @@ void TFrmDxChart::EvDatasetAfterPost(TKvMemTable& DataSet, bool bRange) {
     }
     bPos = false;
     series->AddXY(x, level, label);
+    if (FLeq && channel == 1) FLeq->PointAdded(x, level);
     if (bRange) {
       const TKvField* lo = DataSet.FindField("RangeMin");
       const TKvField* hi = DataSet.FindField("RangeMax");
@@ -539,6 +551,7 @@ void TFrmDxChart::DoChart_UpdateFromDataset(TKvMemTable& DataSet) {
     }
     Series(int(i)).SetPoints(std::move(keys[i]), std::move(values[i]), std::move(marks[i]));
   }
+  if (FLeq) FLeq->Recalculate(SeriesOfChannel(1));
   DataSet.EnableControls();
   DoChart_Autoscale();
   KvSysHelper().Cursor_ReleaseOne();
@@ -546,6 +559,7 @@ void TFrmDxChart::DoChart_UpdateFromDataset(TKvMemTable& DataSet) {
 
 void TFrmDxChart::ClearSeries() {
   for (auto& s : FSeries) s->Clear();
+  if (FLeq) FLeq->Recalculate(nullptr);
   Replot();
 }
 

@@ -20,6 +20,7 @@ class QWidget;
 class TKvCheckComboBox;
 class TKvReportPrinting;
 class TKvFormStorage;
+class TKvRunningLeq;
 
 class TFrmDxChart : public QWidget, public TKvChartView {
   Q_OBJECT
@@ -111,4 +112,5 @@ class TFrmDxChart : public QWidget, public TKvChartView {
   bool FReplotWhenShown = false;
   // Readings ask for a replot each; a few a second show the recording as it grows.
   std::unique_ptr<TKvRepaintThrottle> FReplots;
+  std::unique_ptr<TKvRunningLeq> FLeq;  // the "Leq" channel's line, once it has a series
 };

@@ -22,6 +22,7 @@
 #include "KvLib.h"
 #include "KvLocale.h"
 #include "KvMemTableModel.h"
+#include "KvStatisticsStrip.h"
 #include "KvSys_Helper.h"
 #include "UDmKvBasic.h"
 #include "UDmKv_COM_Commander.h"
@@ -155,6 +156,11 @@ void TFrmDxTable::BuildGrid() {
   Footer = new TKvGridFooter(header, this);
   Footer->setObjectName("Footer");
   layout->addWidget(Footer);
+  if (DataSourceTable) {
+    StatisticsStrip = new TKvStatisticsStrip(*FDataSet, *DataSourceTable, this);
+    StatisticsStrip->setObjectName("StatisticsStrip");
+    layout->addWidget(StatisticsStrip);
+  }
 
   auto filterRow = new QHBoxLayout;
   filterRow->setContentsMargins(4, 0, 4, 0);

@@ -20,6 +20,7 @@ class TKvMemTableModel;
 class TKvGridFooter;
 class TKvGridNavigator;
 class TKvGridView;
+class TKvStatisticsStrip;
 
 class TFrmDxTable : public QWidget, public TKvTableView {
   Q_OBJECT
@@ -35,6 +36,7 @@ class TFrmDxTable : public QWidget, public TKvTableView {
   TKvMemTableModel* DataSourceTable;
   TKvGridNavigator* Navigator;
   TKvGridFooter* Footer;
+  TKvStatisticsStrip* StatisticsStrip = nullptr;  // under the grid, while bound
   QLabel* FilterBar;
   QToolButton* FilterBarClear;
   TKvFormStorage* KvFormStorage1;

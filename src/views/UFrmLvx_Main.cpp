@@ -18,6 +18,7 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
+#include "KvChartChannels.h"
 #include "KvDateEdit.h"
 #include "KvDockedViews.h"
 #include "KvFormStorage.h"
@@ -534,15 +535,7 @@ void TFrmKvMain::CreatePanels() {
 }
 
 void TFrmKvMain::SetupChannels() {
-  if (!FrmDxChart) return;
-  FrmDxChart->Channel_SetupFieldName("Chan");
-  FrmDxChart->Channel_SetupBottomAxis("Date - Time", "dd.mm - hh:mm:ss");
-  FrmDxChart->Channel_SetupLeftAxis("Level [dB]");
-  FrmDxChart->Channel_Add(1, "Level [dB]", "", true, "Level");
-  FrmDxChart->Channel_Add(2, "Range Min", "", true, "Min");
-  FrmDxChart->Channel_Add(3, "Range Max", "", true, "Max");
-  FrmDxChart->Channel_Add(4, "Average", "AverageFunction", false, "Avg");
-  FrmDxChart->Channel_CreateFromList();
+  if (FrmDxChart) KvChart_SetupChannels(*FrmDxChart);
 }
 
 void TFrmKvMain::KvFormStorage1SavePlacement() {

@@ -21,20 +21,20 @@ double Seconds(double fromKey, double toKey) {
 }
 }  // namespace
 
-TEST_F(PanelsTest, MainWindowSetsUpFourChannelsOverTheSeriesList) {
+TEST_F(PanelsTest, MainWindowSetsUpFiveChannelsOverTheSeriesList) {
   TKvCheckComboBox* combo = Chart->cxCheckComboBoxSelect;
-  ASSERT_EQ(combo->ItemCount(), 6);
-  const char* names[] = {"All", "None", "Level [dB]", "Range Min", "Range Max", "Average"};
-  const int tags[] = {-1, -2, 1, 2, 3, 4};
-  const bool checked[] = {false, false, true, true, true, false};
-  for (int i = 0; i < 6; ++i) {
+  ASSERT_EQ(combo->ItemCount(), 7);
+  const char* names[] = {"All", "None", "Level [dB]", "Range Min", "Range Max", "Average", "Leq"};
+  const int tags[] = {-1, -2, 1, 2, 3, 4, 5};
+  const bool checked[] = {false, false, true, true, true, false, false};
+  for (int i = 0; i < 7; ++i) {
     EXPECT_EQ(combo->Description(i), names[i]);
     EXPECT_EQ(combo->Tag(i), tags[i]);
     EXPECT_EQ(combo->Checked(i), checked[i]) << i;
   }
   EXPECT_EQ(combo->DisplayText(), "Level;Min;Max");
-  ASSERT_EQ(Chart->SeriesCount(), 4);
-  EXPECT_EQ(Chart->FChannelIds, (std::vector<int>{0, 1, 2, 3}));
+  ASSERT_EQ(Chart->SeriesCount(), 5);
+  EXPECT_EQ(Chart->FChannelIds, (std::vector<int>{0, 1, 2, 3, 4}));
   EXPECT_EQ(Chart->Series(0).Title(), "Level [dB]");
   EXPECT_EQ(Chart->Series(3).Tag, -1);
   EXPECT_FALSE(Chart->Series(3).Active());

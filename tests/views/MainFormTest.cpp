@@ -126,7 +126,8 @@ TEST_F(MainFormTest, TableAndChartGetReadingsOnlyWhileRecordingThenTheDisplay) {
   EXPECT_EQ(Calls, (QStringList{"FieldName Chan", "BottomAxis Date - Time | dd.mm - hh:mm:ss",
                                 "LeftAxis Level [dB]", "Add 1 Level [dB] [] 1 Level",
                                 "Add 2 Range Min [] 1 Min", "Add 3 Range Max [] 1 Max",
-                                "Add 4 Average [AverageFunction] 0 Avg", "CreateFromList"}));
+                                "Add 4 Average [AverageFunction] 0 Avg", "Add 5 Leq [] 0 Leq",
+                                "CreateFromList"}));
   struct Row {
     bool recording;
     QStringList calls;

@@ -1,0 +1,90 @@
+#include "KvStatisticsStrip.h"
+
+#include <QPainter>
+
+#include "KvMemTable.h"
+#include "KvMemTableModel.h"
+
+TKvStatisticsStrip::TKvStatisticsStrip(TKvMemTable& dataSet, TKvMemTableModel& model,
+                                       QWidget* parent)
+    : QWidget(parent), FDataSet(dataSet) {
+  setToolTip(
+      "Acoustic statistics of the rows shown: Leq is the energy mean, LN the level exceeded by "
+      "N % of the readings");
+  setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+  connect(&model, &TKvMemTableModel::RowsChanged, this, [this](int event, int position) {
+    if (TKvDataEvent(event) == TKvDataEvent::deRecordInserted)
+      ReadingShown(position);
+    else
+      Recount();
+  });
+  Recount();
+}
+
+const QStringList& TKvStatisticsStrip::Captions() {
+  static const QStringList captions = {"Count", "Duration", "Leq", "Lmax",
+                                       "Lmin",  "L10",      "L50", "L90"};
+  return captions;
+}
+
+QString TKvStatisticsStrip::Text(const QString& caption) const {
+  const int i = int(Captions().indexOf(caption));
+  return i < 0 ? QString() : FTexts[i];
+}
+
+void TKvStatisticsStrip::Recount() {
+  FTally.Clear();
+  FReader.emplace(FDataSet);
+  FReader->Walk(
+      [this](const TKvLevelReading& r) { FTally.Add(r.Level, KvLevel_DateTime(r.Msecs)); });
+  Show();
+}
+
+void TKvStatisticsStrip::ReadingShown(int position) {
+  TKvLevelReading r;
+  if (!FReader || !FReader->At(position, r)) return;
+  FTally.Add(r.Level, KvLevel_DateTime(r.Msecs));
+  Show();
+}
+
+void TKvStatisticsStrip::Show() {
+  FStats = FTally.Result();
+  const TKvLevelStatistics& s = FStats;
+  auto level = [&s](double v) { return s.Empty() ? QString() : KvLevel_Text(v) + " dB"; };
+  FTexts = {QString::number(s.Count),
+            s.Empty() ? QString() : KvLevel_DurationText(s.DurationSeconds()),
+            level(s.Leq),
+            level(s.Lmax),
+            level(s.Lmin),
+            level(s.Percentile(10)),
+            level(s.Percentile(50)),
+            level(s.Percentile(90))};
+  update();
+}
+
+QSize TKvStatisticsStrip::sizeHint() const {
+  return QSize(600, fontMetrics().height() + 8);
+}
+
+void TKvStatisticsStrip::paintEvent(QPaintEvent*) {
+  QPainter p(this);
+  p.fillRect(rect(), palette().alternateBase());
+  p.setPen(palette().mid().color());
+  p.drawLine(rect().topLeft(), rect().topRight());
+  QFont bold = font();
+  bold.setBold(true);
+  const QFontMetrics plain(font());
+  const int slot = width() / int(Captions().size());
+  for (int i = 0; i < Captions().size(); ++i) {
+    const int x = i * slot + 6;
+    const QString caption = Captions()[i] + " ";
+    p.setFont(font());
+    p.setPen(palette().placeholderText().color());
+    const QRect r(x, 0, slot - 6, height());
+    p.drawText(r, Qt::AlignLeft | Qt::AlignVCenter, caption);
+    p.setFont(bold);
+    p.setPen(palette().text().color());
+    p.drawText(r.adjusted(plain.horizontalAdvance(caption), 0, 0, 0),
+               Qt::AlignLeft | Qt::AlignVCenter, FTexts[i]);
+  }
+}
