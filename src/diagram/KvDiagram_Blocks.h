@@ -63,8 +63,13 @@ class TCustomDiagramBlock : public TDiagramControl {
   void MoveBy(double dy, double dx) override;
   TSquare ControlRect() const override { return BoundsRect(); }
   TSquare SurroundRect() const override;
+  void StartMoving() override;
+  void UpdateMoving(const TControlMoveInfo& info) override;
+  void StartMovingHandle() override;
   void UpdateMovingHandle(const THandleMoveInfo& info) override;
   void UpdateInserting(const TControlInsertInfo& info) override;
+  void EnterCursorState() override;
+  void LeaveCursorState() override;
   TDot HandlePoint(const TStretchHandle* handle) const override;
   TDot LinkPointPoint(const TLinkPoint* point) const override;
   void CreateGraphics() override;
@@ -86,7 +91,7 @@ class TCustomDiagramBlock : public TDiagramControl {
   virtual void PathHook1(TDgrGraphicsPath&) {}
   virtual void PathHook2(TDgrGraphicsPath&) {}
   virtual void PathHook3(TDgrGraphicsPath&) {}
-  virtual void DrawCursor(const TDiagramDrawInfo&) {}
+  void DrawCursor(const TDiagramDrawInfo& info) override;
   virtual void DrawShape(const TDiagramDrawInfo& info);
   virtual void DrawBody(const TDiagramDrawInfo& info);
   virtual bool HasBody() const { return true; }
@@ -117,6 +122,9 @@ class TCustomDiagramBlock : public TDiagramControl {
   std::unique_ptr<TDgrGraphicsPath> RotatedOutline(const TBlockDrawer& drawer) const;
   // The block's drawer mapped onto client coordinates.
   void DrawPicture(const TDiagramDrawInfo& info, const QImage& img, int mode);
+  // The drag geometry a handle gives: FCursorRect, FCursorAngle, FCursorRotCenter.
+  void PositionHandleCursor(const THandleMoveInfo& info);
+  void SwapCursorGeometry();
   double FLeft = 0, FTop = 0, FWidth = 50, FHeight = 50;
   TBlockShape FShape = bsNoShape;
   TColor FSelColor = clWhite;
