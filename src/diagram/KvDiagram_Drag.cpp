@@ -137,10 +137,16 @@ void TCustomDiagramBlock::UpdateMovingHandle(const THandleMoveInfo& info) {
 }
 
 void TCustomDiagramBlock::UpdateInserting(const TControlInsertInfo& info) {
-  if (CanResize() && !(info.Action == iaInserted && info.Clicked))
-    SetBoundsRect(TSquare::FromPoints(info.P1, info.P2));
-  else
-    SetBounds(info.P1.X, info.P1.Y, FWidth, FHeight);
+  const TSquare r = CanResize() && !(info.Action == iaInserted && info.Clicked)
+                        ? TSquare::FromPoints(info.P1, info.P2)
+                        : TSquare{info.P1.X, info.P1.Y, info.P1.X + FWidth, info.P1.Y + FHeight};
+  if (info.Action == iaInserted) {
+    SetBoundsRect(r);
+    return;
+  }
+  // Until the release only the cursor follows; the block keeps its default size.
+  StartMoving();
+  FCursorRect = r;
 }
 
 // ---- lines ----
@@ -194,6 +200,7 @@ void TCustomDiagramLine::UpdateMovingHandle(const THandleMoveInfo& info) {
 
 void TCustomDiagramLine::UpdateInserting(const TControlInsertInfo& info) {
   SetEnds(info.P1, info.P2);
+  FTempHandles.Assign(FHandles);
   if (info.Action == iaInserted) {
     SourceLinkPoint()->AnchorTo(info.AnchorPoint1);
     TargetLinkPoint()->AnchorTo(info.AnchorPoint2);

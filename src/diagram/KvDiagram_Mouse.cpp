@@ -945,6 +945,13 @@ void TKvDiagram::SelectNext(int dx, int dy) {
 }
 
 void TKvDiagram::keyPressEvent(QKeyEvent* e) {
+  // The scroll area's own paging and arrow scrolling would come on top of the diagram's.
+  static constexpr int own[] = {Qt::Key_Escape, Qt::Key_PageUp, Qt::Key_PageDown, Qt::Key_Left,
+                                Qt::Key_Up,     Qt::Key_Right,  Qt::Key_Down};
+  if (std::find(std::begin(own), std::end(own), e->key()) == std::end(own)) {
+    QAbstractScrollArea::keyPressEvent(e);
+    return;
+  }
   const bool ctrl = e->modifiers() & Qt::ControlModifier;
   const bool shift = e->modifiers() & Qt::ShiftModifier;
   switch (e->key()) {
@@ -1004,7 +1011,6 @@ void TKvDiagram::keyPressEvent(QKeyEvent* e) {
     default:
       break;
   }
-  QAbstractScrollArea::keyPressEvent(e);
 }
 
 // ---- the drag picture ----
@@ -1070,7 +1076,10 @@ void TKvDiagram::PaintOverlay(QPainter& painter) {
     // The control to come is on no diagram yet: it borrows this one's transform to draw.
     TDiagramControl* c = FInsertDControl;
     c->FDiagram = this;
+    const bool shaped = FMouseState == msInserting;
+    if (shaped) c->EnterCursorState();
     c->DrawCursor(info);
+    if (shaped) c->LeaveCursorState();
     c->FDiagram = nullptr;
     if (FMouseState == msDrawing) {
       TDot last = c->IsLine()
