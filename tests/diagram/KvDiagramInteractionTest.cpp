@@ -283,7 +283,7 @@ TEST_F(InteractionTest, LinesConnectOnlyToAcceptedLinkPoints) {
   Release({200, 200});
   EXPECT_EQ(Diagram->LinkCount(), 0);
 
-  Press({130, 80});
+  Press({128, 80});
   EXPECT_EQ(Diagram->MouseState(), msInserting);
   Move({200, 90});
   Shot("line_insert");
@@ -494,4 +494,58 @@ TEST_F(InteractionTest, GroupUngroupAndPasteAreUndoSteps) {
   EXPECT_EQ(Diagram->NextUndoAction(), "paste");
   Diagram->Undo();
   EXPECT_EQ(Diagram->BlockCount(), 2);
+}
+
+TEST_F(InteractionTest, LinkPointsStartConnectionsAndNodesCollapseOnClick) {
+  TLinkPoint* out = A->LinkPoints().Add(100, 50);
+  TLinkPoint* in = B->LinkPoints().Add(0, 50);
+  Press({128, 80});  // no connection line set: the press selects and moves the block
+  EXPECT_EQ(Diagram->MouseState(), msMoving);
+  Release({128, 80});
+  Diagram->UnselectAll();
+
+  Diagram->ConnectionLineId = QStringLiteral("TDiagramSideLine");
+  Press({128, 80});
+  EXPECT_EQ(Diagram->MouseState(), msInserting);
+  Move({200, 80});
+  Move({250, 80});
+  Release({250, 80});
+  ASSERT_EQ(Diagram->LinkCount(), 1);
+  EXPECT_EQ(Diagram->GetLinks(0)->SourceLinkPoint()->AnchorLink(), out);
+  EXPECT_EQ(Diagram->GetLinks(0)->TargetLinkPoint()->AnchorLink(), in);
+  EXPECT_EQ(Diagram->GetLinks(0)->ClassName(), "TDiagramSideLine");
+
+  // The source point is now a node: a click on it collapses what hangs on it.
+  out->FCollapsable = true;
+  Diagram->UnselectAll();
+  Press({130, 80});
+  EXPECT_EQ(Diagram->MouseState(), msClickingNode);
+  Release({130, 80});
+  EXPECT_TRUE(out->Collapsed());
+  EXPECT_EQ(Diagram->MouseState(), msBrowsing);
+}
+
+TEST_F(InteractionTest, ShapeDragPaintsTheControlsAtTheCursorAndMovesOnRelease) {
+  Diagram->FDragStyle = dsShape;
+  A->SetColor(clBlack);
+  A->SetSelColor(clBlack);
+  Press({90, 80});
+  Move({90, 180});
+  EXPECT_EQ(A->FIntPaintMode, pmNormalCursor);
+  const QImage img = Shot("drag_shape");
+  EXPECT_TRUE(Dark(img, Offset().x() + 90, Offset().y() + 180));  // the drag image
+  EXPECT_TRUE(Dark(img, Offset().x() + 90, Offset().y() + 80));   // and the block at rest
+  Release({90, 180});
+  EXPECT_EQ(A->Top(), 150);
+  EXPECT_EQ(A->FIntPaintMode, pmNormal);
+
+  // Lines are kept inserting with kmLinesOnly, blocks are not.
+  Diagram->KeepInsertingMode = kmLinesOnly;
+  Diagram->StartInsertingControl(QStringLiteral("TDiagramLine"));
+  Drag({20, 250}, {120, 280});
+  EXPECT_EQ(Diagram->MouseState(), msToInsert);
+  Diagram->CancelInsertingBlock();
+  Diagram->StartInsertingControl(QStringLiteral("TDiagramBlock"));
+  Drag({300, 200}, {340, 240});
+  EXPECT_EQ(Diagram->MouseState(), msBrowsing);
 }
