@@ -220,6 +220,10 @@ class TCustomPolygonBlock : public TCustomDiagramBlock {
   void DrawShape(const TDiagramDrawInfo& info) override;
   TDot HandlePoint(const TStretchHandle* handle) const override;
   void UpdateDrawing(const TControlDrawInfo& info) override;
+  void StartMoving() override;
+  void UpdateMovingHandle(const THandleMoveInfo& info) override;
+  void EnterCursorState() override;
+  void LeaveCursorState() override;
   // Handles, link points and cells keep the plain frame while FOrRect follows the points.
   TSquare ItemFrame() const override { return {0, 0, 100, 100}; }
 
@@ -230,6 +234,7 @@ class TCustomPolygonBlock : public TCustomDiagramBlock {
  protected:
   TPolygonPoints FPolygon{this};
   bool FInPolygonChange = false;
+  TDotArray FCursorDots;  // the points while one of them is dragged; empty otherwise
 };
 
 class TPolygonBlock : public TCustomPolygonBlock {

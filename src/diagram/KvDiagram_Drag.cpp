@@ -149,6 +149,48 @@ void TCustomDiagramBlock::UpdateInserting(const TControlInsertInfo& info) {
   FCursorRect = r;
 }
 
+// ---- polygons ----
+
+void TCustomPolygonBlock::StartMoving() {
+  TCustomDiagramBlock::StartMoving();
+  FCursorDots.clear();
+}
+
+void TCustomPolygonBlock::UpdateMovingHandle(const THandleMoveInfo& info) {
+  TStretchHandle* h = info.AHandle;
+  if (!h || h->FData != -1) {
+    TCustomDiagramBlock::UpdateMovingHandle(info);
+    return;
+  }
+  // A point handle moves its own point: back through the rotation into the block's frame.
+  TBlockDrawer d = ClientDrawer();
+  const TDot p = d.UnPP(d.UnrotX(HandlePoint(h) + info.Delta));
+  for (size_t i = 0; i < FPolygon.FItems.size(); ++i) {
+    if (FPolygon.FItems[i].FHandle != h) continue;
+    if (info.Action == haPositionCursor) {
+      FCursorDots = FPolygon.Dots();
+      FCursorDots[i] = p;
+    } else if (info.Action == haMoved) {
+      FCursorDots.clear();
+      FPolygon.FItems[i].P = p;
+      PolygonChanged();
+    }
+    return;
+  }
+}
+
+void TCustomPolygonBlock::EnterCursorState() {
+  TCustomDiagramBlock::EnterCursorState();
+  for (size_t i = 0; i < FCursorDots.size() && i < FPolygon.FItems.size(); ++i)
+    std::swap(FPolygon.FItems[i].P, FCursorDots[i]);
+}
+
+void TCustomPolygonBlock::LeaveCursorState() {
+  for (size_t i = 0; i < FCursorDots.size() && i < FPolygon.FItems.size(); ++i)
+    std::swap(FPolygon.FItems[i].P, FCursorDots[i]);
+  TCustomDiagramBlock::LeaveCursorState();
+}
+
 // ---- lines ----
 
 void TCustomDiagramLine::StartMoving() {

@@ -122,10 +122,12 @@ bool TKvDiagram::EditTextCell(TTextCell* cell) {
 
 void TKvDiagram::CloseEditor(bool update) {
   TTextCell* cell = FInplaceMemo;
-  if (!FEditor || !cell) return;
+  if (!FEditor) return;
   FInplaceMemo = nullptr;
   const QString text = FEditor->CellText();
+  // The editor goes also when its cell went with its control.
   if (!FDestroyingDiagram) FEditor->hide();
+  if (!cell) return;
   if (update) {
     cell->SetText(text);
     Modified();

@@ -105,6 +105,9 @@ void TKvDiagram::Clear() {
   SnapGrid.Active = false;
   PageLines.Visible = false;
   CancelInsertingBlock();
+  DropCache();
+  FSelectTimer->SetEnabled(false);
+  FControlMoveInfos.clear();
   FHandle = nullptr;
   FLinkPoint = nullptr;
   FNodeClicked = nullptr;

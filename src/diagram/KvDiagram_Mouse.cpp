@@ -85,7 +85,7 @@ void TKvDiagram::mouseReleaseEvent(QMouseEvent* e) {
 
 void TKvDiagram::MouseDown(Qt::MouseButton button, const TShift& shift, int x, int y) {
   if (!IsDesigning()) {
-    if (FInplaceMemo) CloseEditor(true);
+    CloseEditor(true);
     setFocus();
   }
   FOldScreenCursor = viewport()->cursor().shape();

@@ -549,3 +549,21 @@ TEST_F(InteractionTest, ShapeDragPaintsTheControlsAtTheCursorAndMovesOnRelease) 
   Drag({300, 200}, {340, 240});
   EXPECT_EQ(Diagram->MouseState(), msBrowsing);
 }
+
+TEST_F(InteractionTest, APolygonPointFollowsItsHandle) {
+  auto* poly = new TPolygonBlock(Owner.get());
+  poly->SetDiagram(Diagram);
+  poly->SetPoints({{300, 200}, {330, 210}, {340, 240}, {300, 240}});
+  Press({310, 230});
+  Release({310, 230});
+  ASSERT_TRUE(poly->Selected());
+  Press({330, 210});
+  EXPECT_EQ(Diagram->MouseState(), msResizing);
+  Move({325, 220});
+  Move({320, 230});
+  EXPECT_EQ(poly->Polygon()[1].P, (TDot{330, 210}));
+  Release({320, 230});
+  EXPECT_EQ(poly->Polygon()[1].P, (TDot{320, 230}));
+  EXPECT_EQ(poly->Polygon()[0].P, (TDot{300, 200}));
+  EXPECT_EQ(Diagram->NextUndoAction(), "resize");
+}
