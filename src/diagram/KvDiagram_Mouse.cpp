@@ -1,30 +1,18 @@
 // The diagram under mouse and keyboard: one state machine over TMouseState. A drag draws
 // only its cursor, on an overlay above a cached picture of the scene; the model changes
 // once, at the release.
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QScrollBar>
-#include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
 
-#include "DiagramLibrary.h"
 #include "KvDiagram.h"
-#include "KvDiagram_Memo.h"
-
-struct TKvDiagram::TShiftState {
-  bool Shift = false, Ctrl = false, Alt = false;
-  bool Left = false, Right = false, Middle = false;
-  bool Double = false;
-};
+#include "KvDiagram_Interaction.h"
 
 namespace {
 
 using TShift = TKvDiagram::TShiftState;
-
-constexpr double kZoomLevels[] = {0.05, 0.0833, 0.125, 0.25, 0.3333, 0.5, 0.6667, 0.75, 1.0,
-                                  1.25, 1.5,    2.0,   3.0,  4.0,    6.0, 8.0,    10.0};
 
 TShift ShiftOf(Qt::KeyboardModifiers m, Qt::MouseButtons buttons, Qt::MouseButton button,
                bool dbl) {
@@ -51,10 +39,6 @@ Qt::KeyboardModifiers ModifiersOf(const TShift& s) {
 TDiagramControl* Outermost(TDiagramControl* c) {
   while (c->GroupBlock()) c = c->GroupBlock();
   return c;
-}
-
-bool Near(const TDot& a, const TDot& b) {
-  return std::abs(a.X - b.X) <= 10 && std::abs(a.Y - b.Y) <= 10;
 }
 
 }  // namespace
@@ -403,299 +387,6 @@ void TKvDiagram::FinishResize(bool cancel) {
   PushUndoStack(QStringLiteral("resize"));
 }
 
-// ---- inserting and drawing ----
-
-TCustomDiagramLine* TKvDiagram::CreateConnectionLine() {
-  const TRegDControl* reg = RegDControls().FindByID(ConnectionLineId);
-  if (!reg || !reg->FDControlClass) return nullptr;
-  TDiagramControl* c = reg->FDControlClass(FOwner);
-  if (auto* line = dynamic_cast<TCustomDiagramLine*>(c)) {
-    line->SetDControlID(ConnectionLineId);
-    return line;
-  }
-  delete c;
-  return nullptr;
-}
-
-bool TKvDiagram::AcceptAnchor(TCustomDiagramLine* line, TLinkPoint* point) {
-  if (!point || !point->DControl()->CanLink()) return false;
-  bool accept = true;
-  if (OnAcceptAnchor) OnAcceptAnchor(this, line, point, accept);
-  return accept;
-}
-
-bool TKvDiagram::AcceptLink(TCustomDiagramLine* line, TLinkPoint* anchor1, TLinkPoint* anchor2) {
-  // A point's constraint tells which end of a line may rest on it.
-  if (anchor1 && (anchor1->FLinkConstraint == lcNone || anchor1->FLinkConstraint == lcTargetOnly))
-    return false;
-  if (anchor2 && (anchor2->FLinkConstraint == lcNone || anchor2->FLinkConstraint == lcSourceOnly))
-    return false;
-  bool accept = true;
-  if (OnAcceptLink) OnAcceptLink(this, line, anchor1, anchor2, accept);
-  return accept;
-}
-
-TLinkPoint* TKvDiagram::AutoLinkPointAt(const TDot& pos) {
-  auto* block =
-      dynamic_cast<TCustomDiagramBlock*>(DControlAtPos(pos, csmIgnoreLines, cfIgnoreGroups));
-  if (!block || !block->FAutoCreateLinkPoints || !block->CanLink()) return nullptr;
-  TBlockDrawer d = block->ItemDrawer();
-  const TDot o = d.UnPP(d.UnrotX(pos));
-  return block->LinkPoints().Add(o.X, o.Y);
-}
-
-bool TKvDiagram::StartLinkAt(const TDot& pos) {
-  FLinkPoint = nullptr;
-  auto* line = dynamic_cast<TCustomDiagramLine*>(FInsertDControl);
-  if (line) {
-    FLinkPoint = LinkPointAtPos(pos, nullptr, true, false, false);
-    if (!FLinkPoint) FLinkPoint = AutoLinkPointAt(pos);
-    if (FLinkPoint && !(AcceptAnchor(line, FLinkPoint) && AcceptLink(line, FLinkPoint, nullptr)))
-      FLinkPoint = nullptr;
-    // A line that must end on link points does not start anywhere else.
-    if (!FLinkPoint && line->FRequiresConnections) return false;
-  }
-  FDragStart = ClientToCanvas(FLinkPoint ? FLinkPoint->DiagramPoint() : SnapPoint(pos));
-  return true;
-}
-
-TControlInsertInfo TKvDiagram::InsertInfo(int x, int y, TControlInsertAction action) {
-  const TDot pos = CanvasToClient(TDot{double(x), double(y)});
-  TControlInsertInfo info;
-  info.Diagram = this;
-  info.Action = action;
-  info.DControl = FInsertDControl;
-  info.P1 = CanvasToClient(FDragStart);
-  info.AnchorPoint1 = FLinkPoint;
-  info.AnchorPoint2 = LinkPointAtPos(pos, nullptr, true, false, false);
-  if (info.AnchorPoint2 == info.AnchorPoint1) info.AnchorPoint2 = nullptr;
-  auto* line = dynamic_cast<TCustomDiagramLine*>(FInsertDControl);
-  if (line && info.AnchorPoint2 &&
-      !(AcceptAnchor(line, info.AnchorPoint2) &&
-        AcceptLink(line, info.AnchorPoint1, info.AnchorPoint2)))
-    info.AnchorPoint2 = nullptr;
-  info.P2 = info.AnchorPoint2 ? info.AnchorPoint2->DiagramPoint() : SnapPoint(pos);
-  info.Clicked = Near(info.P1, info.P2);
-  if (!line) {
-    // A block is never drawn inside out: at least one unit wide and high.
-    if (info.P2.X <= info.P1.X) info.P2.X = info.P1.X + 1;
-    if (info.P2.Y <= info.P1.Y) info.P2.Y = info.P1.Y + 1;
-  }
-  return info;
-}
-
-void TKvDiagram::FinishInserting(bool cancel, int x, int y) {
-  TDiagramControl* c = FInsertDControl;
-  if (cancel || !c) {
-    CancelInsertingBlock();
-    EndDrag();
-    return;
-  }
-  TControlInsertInfo info = InsertInfo(x, y, iaInserted);
-  auto* line = dynamic_cast<TCustomDiagramLine*>(c);
-  if (line && line->FRequiresConnections) {
-    if (!info.AnchorPoint1) info.AnchorPoint1 = FLinkPoint = AutoLinkPointAt(info.P1);
-    if (!info.AnchorPoint2) info.AnchorPoint2 = AutoLinkPointAt(info.P2);
-  }
-  c->UpdateInserting(info);
-  auto* block = dynamic_cast<TCustomDiagramBlock*>(c);
-  if (block && SnapGrid.Active && SnapGrid.Force) {
-    const TDot p = SnapPoint(block->BoundsRect().TopLeft());
-    block->SetBounds(p.X, p.Y, block->Width(), block->Height());
-  }
-  FInsertDControl = nullptr;
-  c->SetDiagram(this);
-  if (auto* g = dynamic_cast<TBaseGroupBlock*>(c))
-    for (TDiagramControl* m : g->Members().FItems) m->SetDiagram(this);
-  UnselectAll();
-  c->SetSelected(true);
-  if (OnInsertDControl) OnInsertDControl(this, c);
-  if (line && OnInsertLink) OnInsertLink(this, line);
-  if (block && OnInsertBlock) OnInsertBlock(this, block);
-  Modified();
-  PushUndoStack(QStringLiteral("insert"));
-  EndDrag();
-  if (FKeepInserting && !FInsertID.isEmpty()) StartInsertingControl(FInsertID, true);
-}
-
-void TKvDiagram::DrawStep(int x, int y, TControlDrawAction action) {
-  TControlDrawInfo info;
-  info.Diagram = this;
-  info.Action = action;
-  info.DControl = FInsertDControl;
-  info.P1 = CanvasToClient(FDragStart);
-  info.AnchorPoint1 = FLinkPoint;
-  const TDot pos = CanvasToClient(TDot{double(x), double(y)});
-  auto* line = dynamic_cast<TCustomDiagramLine*>(FInsertDControl);
-  if (line && action != daStart) {
-    info.AnchorPoint2 = LinkPointAtPos(pos, nullptr, true, false, false);
-    if (info.AnchorPoint2 == info.AnchorPoint1 ||
-        (info.AnchorPoint2 && !(AcceptAnchor(line, info.AnchorPoint2) &&
-                                AcceptLink(line, info.AnchorPoint1, info.AnchorPoint2))))
-      info.AnchorPoint2 = nullptr;
-  }
-  info.P2 = info.AnchorPoint2 ? info.AnchorPoint2->DiagramPoint() : SnapPoint(pos);
-  FInsertInfo.P2 = info.P2;
-  FInsertInfo.AnchorPoint2 = info.AnchorPoint2;
-  FInsertDControl->UpdateDrawing(info);
-  Redraw();
-}
-
-void TKvDiagram::FinishDrawing(bool cancel, int x, int y) {
-  TDiagramControl* c = FInsertDControl;
-  if (c && FHasOldDragPos) {
-    TControlDrawInfo erase;
-    erase.Action = daEraseCursor;
-    erase.DControl = c;
-    c->UpdateDrawing(erase);
-  }
-  if (c && !cancel) {
-    DrawStep(x, y, daInserted);
-    FInsertDControl = nullptr;
-    c->SetDiagram(this);
-    UnselectAll();
-    c->SetSelected(true);
-    Modified();
-    PushUndoStack(QStringLiteral("insert"));
-  } else {
-    CancelInsertingBlock();
-  }
-  FInsertDControl = nullptr;
-  EndDrag();
-}
-
-void TKvDiagram::StartInsertingControl(const QString& id, bool keepInserting) {
-  const TRegDControl* reg = RegDControls().FindByID(id);
-  QString base;
-  if (OnBeforeCreateControl) OnBeforeCreateControl(this, id, base);
-  TDiagramControl* c = nullptr;
-  if (reg && !reg->FData.isEmpty()) c = KvCreateControlFromData(this, id, reg->FData);
-  if (!c && reg && reg->FDControlClass) c = reg->FDControlClass(FOwner);
-  if (!c) c = new TDiagramBlock(FOwner);
-  if (!reg || c->ClassName() != id) c->SetDControlID(id);
-  c->SetName(FindCompName(c, base));
-  StartInsertingControl(c, keepInserting);
-  FInsertID = id;
-}
-
-void TKvDiagram::StartInsertingControl(TDiagramControl* control, bool keepInserting) {
-  if (!control) return;
-  CloseEditor(true);
-  const bool shiftDown = QGuiApplication::keyboardModifiers() & Qt::ShiftModifier;
-  CancelInsertingBlock();
-  FKeepInserting = keepInserting || KeepInsertingMode == kmAlways ||
-                   (KeepInsertingMode == kmOnShiftPressed && shiftDown) ||
-                   (KeepInsertingMode == kmLinesOnly && control->IsLine());
-  FInsertDControl = control;
-  FInsertID = control->DControlID();
-  UnselectAll();
-  FMouseState = control->FInsertStyle == isDraw ? msToDraw : msToInsert;
-}
-
-void TKvDiagram::CancelInsertingBlock() {
-  TDiagramControl* c = FInsertDControl;
-  FInsertDControl = nullptr;
-  if (c && c->Diagram() != this) {
-    // A group made from library data brings members that are on no diagram either.
-    if (auto* g = dynamic_cast<TBaseGroupBlock*>(c)) {
-      std::vector<TDiagramControl*> members = g->Members().FItems;
-      delete c;
-      for (TDiagramControl* m : members)
-        if (!m->Diagram()) delete m;
-    } else {
-      delete c;
-    }
-  }
-  if (FMouseState == msToInsert || FMouseState == msToDraw || FMouseState == msInserting ||
-      FMouseState == msDrawing)
-    FMouseState = msBrowsing;
-}
-
-// ---- panning and zooming ----
-
-void TKvDiagram::StartPanning() {
-  FMouseState = msToPan;
-}
-
-void TKvDiagram::CancelPanning() {
-  if (FMouseState == msToPan || FMouseState == msPanning) FMouseState = msBrowsing;
-  SetScreenCursor(Qt::ArrowCursor);
-}
-
-void TKvDiagram::StartZooming(TZoomingState state) {
-  FZoomingState = state;
-  FMouseState = msToZoom;
-}
-
-void TKvDiagram::CancelZooming() {
-  if (FMouseState == msToZoom || FMouseState == msZooming) FMouseState = msBrowsing;
-  DropCache();
-  SetScreenCursor(Qt::ArrowCursor);
-}
-
-void TKvDiagram::SetZoomRatio(double ratio) {
-  FZoomRatio = std::clamp(ratio, 0.01, 10.0);
-  LeftRuler.Zoom = TopRuler.Zoom = Zoom();
-  RecalcScrollRanges();
-  Redraw();
-}
-
-void TKvDiagram::CentreOn(const TDot& centre) {
-  const int vw = ClientSize().width() - LeftRuler.VisibleSize();
-  const int vh = ClientSize().height() - TopRuler.VisibleSize();
-  SetScrollPositions(RoundHalfEven(std::trunc(centre.X * FZoomRatio) - vw / 2.0),
-                     RoundHalfEven(std::trunc(centre.Y * FZoomRatio) - vh / 2.0));
-}
-
-void TKvDiagram::ZoomIn(const TSquare& rect) {
-  double ratio = FZoomRatio;
-  if (Near(rect.TopLeft(), rect.BottomRight())) {
-    for (double level : kZoomLevels)
-      if (level > ratio + 1e-9) {
-        ratio = level;
-        break;
-      }
-  } else {
-    const double vw = ClientSize().width() - LeftRuler.VisibleSize();
-    const double vh = ClientSize().height() - TopRuler.VisibleSize();
-    ratio = std::min(vw / std::max(1e-9, std::abs(rect.Width())),
-                     vh / std::max(1e-9, std::abs(rect.Height())));
-  }
-  SetZoomRatio(ratio);
-  CentreOn(rect.Center());
-}
-
-void TKvDiagram::ZoomOut(const TSquare& rect) {
-  double ratio = FZoomRatio;
-  if (Near(rect.TopLeft(), rect.BottomRight())) {
-    for (auto it = std::rbegin(kZoomLevels); it != std::rend(kZoomLevels); ++it)
-      if (*it < ratio - 1e-9) {
-        ratio = *it;
-        break;
-      }
-  } else {
-    ratio = std::max(std::abs(rect.Width()) * FZoomRatio / std::max(1, ClientSize().width()),
-                     std::abs(rect.Height()) * FZoomRatio / std::max(1, ClientSize().height()));
-  }
-  SetZoomRatio(ratio);
-  CentreOn(rect.Center());
-}
-
-void TKvDiagram::ZoomMoveToFit(double margin) {
-  const TSquare e = ControlsExtent().Inflated(margin);
-  if (e.Width() <= 0 || e.Height() <= 0) return;
-  const double vw = ClientSize().width() - LeftRuler.VisibleSize();
-  const double vh = ClientSize().height() - TopRuler.VisibleSize();
-  SetZoomRatio(std::min(vw / e.Width(), vh / e.Height()));
-  CentreOn(e.Center());
-}
-
-TDot TKvDiagram::SnapPoint(const TDot& p) const {
-  if (!SnapGrid.Active || SnapGrid.SizeX <= 0 || SnapGrid.SizeY <= 0) return p;
-  return {RoundHalfEven(p.X / SnapGrid.SizeX) * SnapGrid.SizeX,
-          RoundHalfEven(p.Y / SnapGrid.SizeY) * SnapGrid.SizeY};
-}
-
 // ---- mouse move ----
 
 void TKvDiagram::SetScreenCursor(Qt::CursorShape c) {
@@ -898,25 +589,7 @@ void TKvDiagram::SelectTimerTick() {
   Redraw();
 }
 
-// ---- wheel and keyboard ----
-
-void TKvDiagram::wheelEvent(QWheelEvent* e) {
-  const int steps = e->angleDelta().y();
-  if (steps == 0) return;
-  const bool down = steps < 0;
-  if (e->modifiers() & Qt::ControlModifier) {
-    if (!WheelZoom) return;
-    SetZoom(down ? std::max(Zoom() - WheelZoomIncrement, WheelZoomMin)
-                 : std::min(Zoom() + WheelZoomIncrement, WheelZoomMax));
-    return;
-  }
-  if (MouseWheelMode == mwOff) return;
-  QScrollBar* bar = MouseWheelMode == mwHorizontal ? horizontalScrollBar() : verticalScrollBar();
-  const int inc =
-      MouseWheelMode == mwHorizontal ? HorzScrollBar.Increment : VertScrollBar.Increment;
-  bar->setValue(bar->value() + (down ? inc : -inc));
-  Redraw();
-}
+// ---- keyboard ----
 
 void TKvDiagram::SelectNext(int dx, int dy) {
   TSquare from;
@@ -1011,84 +684,4 @@ void TKvDiagram::keyPressEvent(QKeyEvent* e) {
     default:
       break;
   }
-}
-
-// ---- the drag picture ----
-
-void TKvDiagram::BuildCache() {
-  DropCache();
-  const QSize size = viewport()->size();
-  if (size.isEmpty()) return;
-  FCacheImage = QImage(size, QImage::Format_RGB32);
-  FDoingCache = true;
-  {
-    QPainter p(&FCacheImage);
-    PaintTo(p, QRect(QPoint(0, 0), size));
-  }
-  FDoingCache = false;
-  FUseCache = true;
-}
-
-void TKvDiagram::DropCache() {
-  FUseCache = false;
-  FCacheImage = QImage();
-}
-
-void TKvDiagram::PaintOverlay(QPainter& painter) {
-  const bool band = (FMouseState == msSelecting || FMouseState == msZooming) && FHasOldDragPos;
-  const bool outline = FDragStyle == dsOutline &&
-                       ((FMouseState == msMoving || FMouseState == msResizing) && FHasOldDragPos);
-  const bool inserting = (FMouseState == msInserting || FMouseState == msDrawing) &&
-                         FInsertDControl && (FHasOldDragPos || FMouseState == msDrawing);
-  if (!band && !outline && !inserting) return;
-  painter.save();
-  // The cursor inverts what lies under it, as a drag cursor does on any background.
-  painter.setCompositionMode(QPainter::RasterOp_SourceXorDestination);
-  std::unique_ptr<TDgrPaintEngine> engine = CreateQtPaintEngine(painter, viewport()->rect(), false);
-  TDgrCanvas& canvas = engine->Canvas();
-  canvas.Pen().Color = clWhite;
-  canvas.Pen().DashStyle = psDot;
-  canvas.Pen().Width = 1;
-  canvas.Brush().BrushMode = bmClear;
-  TDiagramDrawInfo info{&canvas, nullptr, nullptr};
-  if (band) {
-    const TSquare& r = FCurRect;
-    canvas.Polyline(
-        {r.TopLeft(), {r.Right, r.Top}, r.BottomRight(), {r.Left, r.Bottom}, r.TopLeft()});
-  }
-  if (outline) {
-    std::vector<TDiagramControl*> cursors;
-    if (FMouseState == msResizing && FHandle)
-      cursors.push_back(FHandle->DControl());
-    else
-      for (TDiagramControl* c : FSelecteds)
-        if (!c->IsGroup()) cursors.push_back(c);
-    for (TDiagramControl* c : cursors) {
-      const bool own = c->Diagram() != this;  // the selection block lives on no diagram
-      if (own) c->FDiagram = this;
-      c->EnterCursorState();
-      c->DrawCursor(info);
-      c->LeaveCursorState();
-      if (own) c->FDiagram = nullptr;
-    }
-  }
-  if (inserting) {
-    // The control to come is on no diagram yet: it borrows this one's transform to draw.
-    TDiagramControl* c = FInsertDControl;
-    c->FDiagram = this;
-    const bool shaped = FMouseState == msInserting;
-    if (shaped) c->EnterCursorState();
-    c->DrawCursor(info);
-    if (shaped) c->LeaveCursorState();
-    c->FDiagram = nullptr;
-    if (FMouseState == msDrawing) {
-      TDot last = c->IsLine()
-                      ? static_cast<TCustomDiagramLine*>(c)->TargetLinkPoint()->DiagramPoint()
-                      : CanvasToClient(FDragStart);
-      if (auto* poly = dynamic_cast<TCustomPolygonBlock*>(c); poly && poly->Polygon().Count() > 0)
-        last = poly->Polygon()[poly->Polygon().Count() - 1].P;
-      canvas.DrawLine(ClientToCanvas(last), ClientToCanvas(FInsertInfo.P2));
-    }
-  }
-  painter.restore();
 }
