@@ -518,6 +518,8 @@ class TKvDiagram : public QAbstractScrollArea {
   void FinishMove(bool cancel);
   void UpdateResize(int x, int y);
   void FinishResize(bool cancel);
+  template <typename TInfo, typename TAction>
+  TInfo DragInfo(int x, int y, TAction action, bool withTarget);
   TControlInsertInfo InsertInfo(int x, int y, TControlInsertAction action);
   void FinishInserting(bool cancel, int x, int y);
   void DrawStep(int x, int y, TControlDrawAction action);

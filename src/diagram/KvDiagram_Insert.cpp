@@ -62,15 +62,18 @@ bool TKvDiagram::StartLinkAt(const TDot& pos) {
   return true;
 }
 
-TControlInsertInfo TKvDiagram::InsertInfo(int x, int y, TControlInsertAction action) {
+// The fields an insertion and a drawing step share: where the drag began and where the
+// mouse is, each end on an accepted link point when one lies there.
+template <typename TInfo, typename TAction>
+TInfo TKvDiagram::DragInfo(int x, int y, TAction action, bool withTarget) {
   const TDot pos = CanvasToClient(TDot{double(x), double(y)});
-  TControlInsertInfo info;
+  TInfo info;
   info.Diagram = this;
   info.Action = action;
   info.DControl = FInsertDControl;
   info.P1 = CanvasToClient(FDragStart);
   info.AnchorPoint1 = FLinkPoint;
-  info.AnchorPoint2 = LinkPointAtPos(pos, nullptr, true, false, false);
+  if (withTarget) info.AnchorPoint2 = LinkPointAtPos(pos, nullptr, true, false, false);
   if (info.AnchorPoint2 == info.AnchorPoint1) info.AnchorPoint2 = nullptr;
   auto* line = dynamic_cast<TCustomDiagramLine*>(FInsertDControl);
   if (line && info.AnchorPoint2 &&
@@ -78,8 +81,13 @@ TControlInsertInfo TKvDiagram::InsertInfo(int x, int y, TControlInsertAction act
         AcceptLink(line, info.AnchorPoint1, info.AnchorPoint2)))
     info.AnchorPoint2 = nullptr;
   info.P2 = info.AnchorPoint2 ? info.AnchorPoint2->DiagramPoint() : SnapPoint(pos);
+  return info;
+}
+
+TControlInsertInfo TKvDiagram::InsertInfo(int x, int y, TControlInsertAction action) {
+  TControlInsertInfo info = DragInfo<TControlInsertInfo>(x, y, action, true);
   info.Clicked = KvNear(info.P1, info.P2);
-  if (!line) {
+  if (!FInsertDControl || !FInsertDControl->IsLine()) {
     // A block is never drawn inside out: at least one unit wide and high.
     if (info.P2.X <= info.P1.X) info.P2.X = info.P1.X + 1;
     if (info.P2.Y <= info.P1.Y) info.P2.Y = info.P1.Y + 1;
@@ -122,22 +130,8 @@ void TKvDiagram::FinishInserting(bool cancel, int x, int y) {
 }
 
 void TKvDiagram::DrawStep(int x, int y, TControlDrawAction action) {
-  TControlDrawInfo info;
-  info.Diagram = this;
-  info.Action = action;
-  info.DControl = FInsertDControl;
-  info.P1 = CanvasToClient(FDragStart);
-  info.AnchorPoint1 = FLinkPoint;
-  const TDot pos = CanvasToClient(TDot{double(x), double(y)});
-  auto* line = dynamic_cast<TCustomDiagramLine*>(FInsertDControl);
-  if (line && action != daStart) {
-    info.AnchorPoint2 = LinkPointAtPos(pos, nullptr, true, false, false);
-    if (info.AnchorPoint2 == info.AnchorPoint1 ||
-        (info.AnchorPoint2 && !(AcceptAnchor(line, info.AnchorPoint2) &&
-                                AcceptLink(line, info.AnchorPoint1, info.AnchorPoint2))))
-      info.AnchorPoint2 = nullptr;
-  }
-  info.P2 = info.AnchorPoint2 ? info.AnchorPoint2->DiagramPoint() : SnapPoint(pos);
+  const bool target = FInsertDControl->IsLine() && action != daStart;
+  const TControlDrawInfo info = DragInfo<TControlDrawInfo>(x, y, action, target);
   FInsertInfo.P2 = info.P2;
   FInsertInfo.AnchorPoint2 = info.AnchorPoint2;
   FInsertDControl->UpdateDrawing(info);
