@@ -185,6 +185,10 @@ void TKvDiagram::StartInsertingControl(TDiagramControl* control, bool keepInsert
                    (KeepInsertingMode == kmLinesOnly && control->IsLine());
   FInsertDControl = control;
   FInsertID = control->DControlID();
+  // The control belongs to the form until it is inserted; the form may free it first.
+  connect(control, &QObject::destroyed, this, [this, control] {
+    if (FInsertDControl == control) FInsertDControl = nullptr;
+  });
   UnselectAll();
   FMouseState = control->FInsertStyle == isDraw ? msToDraw : msToInsert;
 }

@@ -128,12 +128,9 @@ void TKvDiagram::MouseDown(Qt::MouseButton button, const TShift& shift, int x, i
           std::unique_ptr<TCustomDiagramLine> probe(CreateConnectionLine());
           if (probe && AcceptAnchor(probe.get(), start) &&
               AcceptLink(probe.get(), start, nullptr)) {
-            CancelInsertingBlock();
-            FInsertDControl = probe.release();
-            FInsertID = FInsertDControl->DControlID();
-            FKeepInserting = false;
+            StartInsertingControl(probe.release(), false);
+            FKeepInserting = false;  // a link drawn from a point is a single one
             FLinkPoint = start;
-            UnselectAll();
             FDragStart = ClientToCanvas(start->DiagramPoint());
             FMouseState = msInserting;
             FHasOldDragPos = false;

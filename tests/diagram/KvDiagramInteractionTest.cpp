@@ -269,6 +269,14 @@ TEST_F(InteractionTest, InsertingBlocksByClickAndDrag) {
   Diagram->Clear();  // frees the control waiting to be inserted
   EXPECT_TRUE(pending.isNull());
   EXPECT_EQ(Diagram->MouseState(), msBrowsing);
+
+  // The form may free a control before it was inserted.
+  auto* gone = new TDiagramBlock(Owner.get());
+  Diagram->StartInsertingControl(gone);
+  delete gone;
+  EXPECT_EQ(Diagram->FInsertDControl, nullptr);
+  Diagram->CancelInsertingBlock();
+  EXPECT_EQ(Diagram->MouseState(), msBrowsing);
 }
 
 TEST_F(InteractionTest, LinesConnectOnlyToAcceptedLinkPoints) {
