@@ -575,3 +575,25 @@ TEST_F(InteractionTest, APolygonPointFollowsItsHandle) {
   EXPECT_EQ(poly->Polygon()[0].P, (TDot{300, 200}));
   EXPECT_EQ(Diagram->NextUndoAction(), "resize");
 }
+
+TEST_F(InteractionTest, HoverEventsAndALineEndDroppedOnAnAutoLinkingBlock) {
+  std::vector<QString> seen;
+  Diagram->OnBlockMouseEnter = [&](TKvDiagram*, TDiagramControl* c) {
+    seen.push_back("+" + c->Name());
+  };
+  Diagram->OnBlockMouseLeave = [&](TKvDiagram*, TDiagramControl* c) {
+    seen.push_back("-" + c->Name());
+  };
+  Send(QEvent::MouseMove, {90, 80}, Qt::NoButton, Qt::NoButton);
+  Send(QEvent::MouseMove, {290, 80}, Qt::NoButton, Qt::NoButton);
+  Send(QEvent::MouseMove, {200, 250}, Qt::NoButton, Qt::NoButton);
+  EXPECT_EQ(seen, (std::vector<QString>{"+A", "-A", "+B", "-B"}));
+
+  B->FAutoCreateLinkPoints = true;
+  TDiagramLine* line = AddLine<TDiagramLine>({20, 200}, {150, 200});
+  line->SetSelected(true);
+  Drag({150, 200}, {270, 70});
+  ASSERT_EQ(B->LinkPoints().Count(), 1);
+  EXPECT_EQ(line->TargetLinkPoint()->AnchorLink(), B->LinkPoints()[0]);
+  EXPECT_EQ(line->TargetLinkPoint()->DiagramPoint(), (TDot{270, 70}));
+}
