@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QImage>
+#include <QMouseEvent>
 #include <QPainter>
 #include <cmath>
 
@@ -158,6 +159,55 @@ void BM_Add10000UnnamedControls(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_Add10000UnnamedControls)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// ---- interaction ----
+
+// One step of dragging 100 selected blocks over a scene of 10,000: the mouse move and the
+// repaint it asks for, drawn over the picture of the scene taken when the drag began.
+void BM_DragStep100Of10000(benchmark::State& state) {
+  BigScene scene(10000);
+  TKvDiagram* d = scene.diagram;
+  d->FDragStyle = state.range(0) ? dsShape : dsOutline;
+  d->resize(1024, 768);
+  scene.owner.resize(1024, 768);
+  scene.owner.show();
+  d->BeginUpdateSel();
+  for (int row = 0; row < 10; ++row)
+    for (int col = 0; col < 10; ++col) d->GetBlocks(row * 100 + col)->SetSelected(true);
+  d->EndUpdateSel();
+  QWidget* port = d->viewport();
+  auto send = [&](QEvent::Type type, QPoint p, Qt::MouseButton b, Qt::MouseButtons held) {
+    QMouseEvent e(type, QPointF(p), port->mapToGlobal(QPointF(p)), b, held, {});
+    QCoreApplication::sendEvent(port, &e);
+  };
+  QImage screen(port->size(), QImage::Format_ARGB32_Premultiplied);
+  send(QEvent::MouseButtonPress, {20, 10}, Qt::LeftButton, Qt::LeftButton);
+  if (d->MouseState() != msMoving) state.SkipWithError("the press did not start a move");
+  int step = 0;
+  for (auto _ : state) {
+    ++step;
+    send(QEvent::MouseMove, {20 + step % 200, 10 + step % 150}, Qt::NoButton, Qt::LeftButton);
+    port->render(&screen);
+  }
+  send(QEvent::MouseButtonRelease, {20 + step % 200, 10 + step % 150}, Qt::LeftButton,
+       Qt::NoButton);
+  state.counters["selected"] = double(d->SelectedCount());
+  state.counters["fps"] =
+      benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+  state.SetLabel(state.range(0) ? "shape" : "outline");
+}
+BENCHMARK(BM_DragStep100Of10000)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The same scene repainted whole, as a drag without the cached picture would have to.
+void BM_Repaint10000(benchmark::State& state) {
+  BigScene scene(10000);
+  scene.diagram->resize(1024, 768);
+  scene.owner.resize(1024, 768);
+  scene.owner.show();
+  QImage screen(scene.diagram->viewport()->size(), QImage::Format_ARGB32_Premultiplied);
+  for (auto _ : state) scene.diagram->viewport()->render(&screen);
+}
+BENCHMARK(BM_Repaint10000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 

@@ -113,6 +113,10 @@ class TDiagramUndoStack {
   }
 };
 
+enum TZoomingState { zsZoomIn, zsZoomOut };
+enum TKeepInsertingMode { kmNever, kmAlways, kmOnShiftPressed, kmLinesOnly };
+class TDiagramMemo;
+
 enum TMouseState {
   msBrowsing,
   msSelecting,
@@ -181,6 +185,7 @@ class TKvDiagram : public QAbstractScrollArea {
   void DeactivateLayer(int layer);
   bool LayerActive(int layer) const;
   void DeleteLayerControls(int layer);
+  void DeleteLayerControls(const QString& layerName);
   TDiagramLayers& Layers() { return FLayers; }
 
   // ---- batches ----
@@ -273,7 +278,6 @@ class TKvDiagram : public QAbstractScrollArea {
   void LoadFromFile(const QString& fileName);
   // Adds a copy of another diagram's controls and takes its diagram-level properties.
   void Assign(TKvDiagram* source);
-  void ClearUndoStack() { FUndoStack.Clear(); }
   void CopyToClipboard();
   void CutToClipboard();
   void PasteFromClipboard();
@@ -288,6 +292,42 @@ class TKvDiagram : public QAbstractScrollArea {
   QByteArray ControlsToText(const std::vector<TDiagramControl*>& controls);
   // The binary stream of the diagram-level properties and the controls that pass.
   QByteArray WriteStream(const std::function<bool(const TDiagramControl*)>& pass) const;
+
+  // ---- interaction (mouse, keyboard, in-place editing, undo) ----
+  TMouseState MouseState() const { return FMouseState; }
+  // Modifiers and buttons of a mouse event, and whether it is the press of a double click.
+  struct TShiftState;
+  // By registry ID (library data, class, or a plain block carrying the ID), or a control
+  // made by the caller, which the diagram then owns.
+  void StartInsertingControl(const QString& id, bool keepInserting = false);
+  void StartInsertingControl(TDiagramControl* control, bool keepInserting = false);
+  void CancelInsertingBlock();
+  void StartZooming(TZoomingState state);
+  void CancelZooming();
+  void StartPanning();
+  void CancelPanning();
+  // Rectangles in client coordinates.
+  void ZoomIn(const TSquare& rect);
+  void ZoomOut(const TSquare& rect);
+  void ZoomMoveToFit(double margin = 0);
+  // A client position on the snap grid while the grid is active.
+  TDot SnapPoint(const TDot& p) const;
+  bool AcceptAnchor(TCustomDiagramLine* line, TLinkPoint* point);
+  bool AcceptLink(TCustomDiagramLine* line, TLinkPoint* anchor1, TLinkPoint* anchor2);
+  void EditBlockText();
+  bool EditControlText(TDiagramControl* control);
+  bool EditTextCell(TTextCell* cell);
+  void CloseEditor(bool update);
+  // The cell after (or before) cell among the visible cells of its control, wrapping.
+  TTextCell* SelectNextCell(TTextCell* cell, bool forward) const;
+  TDiagramMemo* InplaceEditor() const { return FEditor; }
+  void ClearUndoStack();
+  void PushUndoStack(const QString& name);
+  void Undo();
+  void Redo();
+  QString NextUndoAction() const;
+  QString NextRedoAction() const;
+  const TDiagramUndoStack& UndoStack() const { return FUndoStack; }
 
   // ---- subscribers ----
   void AddSubscriber(IDiagramSubscriber* s);
@@ -335,6 +375,8 @@ class TKvDiagram : public QAbstractScrollArea {
   TDiagramDragStyle FDragStyle = dsOutline;
   TColor ExportBackground = clWhite;
   int FConnOff = 10;
+  TKeepInsertingMode KeepInsertingMode = kmNever;
+  QString ConnectionLineId;  // empty: a link point starts no line
 
   // ---- events ----
   std::function<void(TKvDiagram*, TCustomDiagramBlock*)> OnInsertBlock;
@@ -372,6 +414,10 @@ class TKvDiagram : public QAbstractScrollArea {
   std::function<void(TKvDiagram*, TTextCell*, bool)> OnCloseEditor;
   std::function<void(TKvDiagram*, TCustomDiagramBlock*, const TDiagramDrawInfo&)> OnAfterDrawBlock;
   std::function<void(TKvDiagram*, const QString&, QString&)> OnBeforeCreateControl;
+  std::function<void(TKvDiagram*, TDiagramControl*, TStretchHandle*, Qt::MouseButton,
+                     Qt::KeyboardModifiers, double, double)>
+      OnDControlMouseDownEx;
+  std::function<void(TKvDiagram*, TLinkPoint*)> OnClickNode;
 
   // ---- state (not stored) ----
   TMouseState FMouseState = msBrowsing;
@@ -396,6 +442,7 @@ class TKvDiagram : public QAbstractScrollArea {
   bool FUseCache = false;
   bool FDoingCache = false;
   std::function<TGroupBlock*(QObject*)> FCustomGroupBlockClass;
+  std::function<TDiagramMemo*(TKvDiagram*)> FCustomDiagramMemoClass;
   TKvTimer* FSelectTimer = nullptr;  // rubber-band auto-scroll, 300 ms, off
   int FRedrawRequestCount = 0;
   TSelectionBlock* SelBlock() const { return FSelBlock; }
@@ -406,6 +453,12 @@ class TKvDiagram : public QAbstractScrollArea {
   void paintEvent(QPaintEvent* e) override;
   void resizeEvent(QResizeEvent* e) override;
   void scrollContentsBy(int dx, int dy) override;
+  void mousePressEvent(QMouseEvent* e) override;
+  void mouseDoubleClickEvent(QMouseEvent* e) override;
+  void mouseMoveEvent(QMouseEvent* e) override;
+  void mouseReleaseEvent(QMouseEvent* e) override;
+  void keyPressEvent(QKeyEvent* e) override;
+  void wheelEvent(QWheelEvent* e) override;
 
  private:
   friend class TDiagramControl;
@@ -454,6 +507,55 @@ class TKvDiagram : public QAbstractScrollArea {
   int FHorzRange = 0;
   int FVertRange = 0;
   QSize FPaintSize;  // device size of the surface being painted
+
+  // ---- interaction state ----
+  void MouseDown(Qt::MouseButton button, const TShiftState& shift, int x, int y);
+  void MouseMove(const TShiftState& shift, int x, int y);
+  void MouseUp(Qt::MouseButton button, const TShiftState& shift, int x, int y);
+  void SelectControl(TDiagramControl* c, int mode);
+  void PrepareMove();
+  void UpdateMove(int x, int y);
+  void FinishMove(bool cancel);
+  void UpdateResize(int x, int y);
+  void FinishResize(bool cancel);
+  template <typename TInfo, typename TAction>
+  TInfo DragInfo(int x, int y, TAction action, bool withTarget);
+  TControlInsertInfo InsertInfo(int x, int y, TControlInsertAction action);
+  void FinishInserting(bool cancel, int x, int y);
+  void DrawStep(int x, int y, TControlDrawAction action);
+  void FinishDrawing(bool cancel, int x, int y);
+  // The press of an insertion or a drawing: FLinkPoint and FDragStart; false when refused.
+  bool StartLinkAt(const TDot& pos);
+  TLinkPoint* AutoLinkPointAt(const TDot& pos);
+  TCustomDiagramLine* CreateConnectionLine();
+  void SelectTimerTick();
+  void SelectNext(int dx, int dy);
+  void SetScreenCursor(Qt::CursorShape c);
+  void SetZoomRatio(double ratio);
+  void CentreOn(const TDot& centre);
+  // The picture of the scene a drag is drawn over.
+  void BuildCache();
+  void DropCache();
+  void PaintOverlay(QPainter& painter);
+  void EndDrag();
+  TDot FDragStart;
+  bool FHasOldDragPos = false;  // a cursor was drawn
+  TDot FOldDragPos;
+  TSquare FCurRect;  // the rubber band, canvas coordinates
+  TStretchHandle* FHandle = nullptr;
+  TLinkPoint* FLinkPoint = nullptr;
+  TLinkPoint* FNodeClicked = nullptr;
+  Qt::CursorShape FOldScreenCursor = Qt::ArrowCursor;
+  QPoint FOldPosition;
+  QPoint FLastMousePos;
+  TZoomingState FZoomingState = zsZoomIn;
+  std::vector<TControlMoveInfo> FControlMoveInfos;
+  TControlMoveInfo FMoveInfo;
+  THandleMoveInfo FHandleInfo;
+  TControlInsertInfo FInsertInfo;
+  QString FInsertID;
+  TDiagramMemo* FEditor = nullptr;
+  bool FDestroyingDiagram = false;
 };
 
 // A diagram that only exists to be streamed: it paints nothing of its own window.

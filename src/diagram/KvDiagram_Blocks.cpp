@@ -417,45 +417,6 @@ void TCustomDiagramBlock::CreateGraphics() {
   FDgrPicture = FPicture.isNull() ? nullptr : FDgrDrawer->CreateGraphic(FPicture);
 }
 
-void TCustomDiagramBlock::UpdateInserting(const TControlInsertInfo& info) {
-  if (CanResize() && !(info.Action == iaInserted && info.Clicked))
-    SetBoundsRect(TSquare::FromPoints(info.P1, info.P2));
-  else
-    SetBounds(info.P1.X, info.P1.Y, FWidth, FHeight);
-}
-
-void TCustomDiagramBlock::UpdateMovingHandle(const THandleMoveInfo& info) {
-  if (info.Action != haMoved || !info.AHandle) return;
-  TStretchHandle* h = info.AHandle;
-  if (h->Style == hsRotate) {
-    // The direction from the rotation centre to the mouse becomes the angle.
-    TDot c{FLeft + FRotCenter.X / 100 * FWidth, FTop + FRotCenter.Y / 100 * FHeight};
-    TDot m = HandlePoint(h) + info.Delta;
-    double a = std::atan2(m.Y - c.Y, m.X - c.X) * 180 / M_PI;
-    while (a < 0) a += 360;
-    if (FRotationStep > 0) a = std::trunc(a / FRotationStep) * FRotationStep;
-    SetAngle(a);
-    return;
-  }
-  if (h->Style == hsRotCenter) {
-    TDot p = ClientDrawer().UnrotX(HandlePoint(h) + info.Delta);
-    SetRotationCenter({std::clamp((p.X - FLeft) / (FWidth ? FWidth : 1) * 100, 0.0, 100.0),
-                       std::clamp((p.Y - FTop) / (FHeight ? FHeight : 1) * 100, 0.0, 100.0)});
-    return;
-  }
-  if (h->Style != hsSize) return;
-  // Move the edges the handle stands on, in the unrotated frame of the block.
-  TBlockDrawer d = ClientDrawer();
-  TDot p = d.UnrotX(HandlePoint(h) + info.Delta);
-  TSquare r = BoundsRect();
-  int data = h->FData;
-  if (data == 1 || data == 7 || data == 8) r.Left = std::min(p.X, r.Right - FMinWidth);
-  if (data == 3 || data == 4 || data == 5) r.Right = std::max(p.X, r.Left + FMinWidth);
-  if (data == 1 || data == 2 || data == 3) r.Top = std::min(p.Y, r.Bottom - FMinHeight);
-  if (data == 5 || data == 6 || data == 7) r.Bottom = std::max(p.Y, r.Top + FMinHeight);
-  SetBoundsRect(r);
-}
-
 // ---- TDiagramLineJoin ----
 
 TDiagramLineJoin::TDiagramLineJoin(QObject* owner) : TCustomDiagramBlock(owner) {

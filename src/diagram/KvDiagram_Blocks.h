@@ -63,8 +63,13 @@ class TCustomDiagramBlock : public TDiagramControl {
   void MoveBy(double dy, double dx) override;
   TSquare ControlRect() const override { return BoundsRect(); }
   TSquare SurroundRect() const override;
+  void StartMoving() override;
+  void UpdateMoving(const TControlMoveInfo& info) override;
+  void StartMovingHandle() override;
   void UpdateMovingHandle(const THandleMoveInfo& info) override;
   void UpdateInserting(const TControlInsertInfo& info) override;
+  void EnterCursorState() override;
+  void LeaveCursorState() override;
   TDot HandlePoint(const TStretchHandle* handle) const override;
   TDot LinkPointPoint(const TLinkPoint* point) const override;
   void CreateGraphics() override;
@@ -86,7 +91,7 @@ class TCustomDiagramBlock : public TDiagramControl {
   virtual void PathHook1(TDgrGraphicsPath&) {}
   virtual void PathHook2(TDgrGraphicsPath&) {}
   virtual void PathHook3(TDgrGraphicsPath&) {}
-  virtual void DrawCursor(const TDiagramDrawInfo&) {}
+  void DrawCursor(const TDiagramDrawInfo& info) override;
   virtual void DrawShape(const TDiagramDrawInfo& info);
   virtual void DrawBody(const TDiagramDrawInfo& info);
   virtual bool HasBody() const { return true; }
@@ -117,6 +122,9 @@ class TCustomDiagramBlock : public TDiagramControl {
   std::unique_ptr<TDgrGraphicsPath> RotatedOutline(const TBlockDrawer& drawer) const;
   // The block's drawer mapped onto client coordinates.
   void DrawPicture(const TDiagramDrawInfo& info, const QImage& img, int mode);
+  // The drag geometry a handle gives: FCursorRect, FCursorAngle, FCursorRotCenter.
+  void PositionHandleCursor(const THandleMoveInfo& info);
+  void SwapCursorGeometry();
   double FLeft = 0, FTop = 0, FWidth = 50, FHeight = 50;
   TBlockShape FShape = bsNoShape;
   TColor FSelColor = clWhite;
@@ -212,6 +220,10 @@ class TCustomPolygonBlock : public TCustomDiagramBlock {
   void DrawShape(const TDiagramDrawInfo& info) override;
   TDot HandlePoint(const TStretchHandle* handle) const override;
   void UpdateDrawing(const TControlDrawInfo& info) override;
+  void StartMoving() override;
+  void UpdateMovingHandle(const THandleMoveInfo& info) override;
+  void EnterCursorState() override;
+  void LeaveCursorState() override;
   // Handles, link points and cells keep the plain frame while FOrRect follows the points.
   TSquare ItemFrame() const override { return {0, 0, 100, 100}; }
 
@@ -222,6 +234,7 @@ class TCustomPolygonBlock : public TCustomDiagramBlock {
  protected:
   TPolygonPoints FPolygon{this};
   bool FInPolygonChange = false;
+  TDotArray FCursorDots;  // the points while one of them is dragged; empty otherwise
 };
 
 class TPolygonBlock : public TCustomPolygonBlock {

@@ -72,6 +72,8 @@ class TDiagramControl : public QObject {
   virtual TLinkPoint* HandleLinkPoint(TStretchHandle*) { return nullptr; }
   virtual void EnterCursorState() {}
   virtual void LeaveCursorState() {}
+  // The drag outline of the control in its cursor state.
+  virtual void DrawCursor(const TDiagramDrawInfo&) {}
   virtual void PrepareDgrDrawer(TDgrBlockDrawer& drawer);
   virtual void PrepareDrawer(TBlockDrawer& drawer);
   virtual void InvalidateControl();

@@ -346,30 +346,6 @@ void TCustomDiagramLine::MoveBy(double dy, double dx) {
   Redraw();
 }
 
-void TCustomDiagramLine::UpdateMovingHandle(const THandleMoveInfo& info) {
-  if (info.Action != haMoved || !info.AHandle) return;
-  TStretchHandle* h = info.AHandle;
-  if (TLinkPoint* lp = HandleLinkPoint(h)) {
-    TDot p = HandlePoint(h) + info.Delta;
-    if (info.AnchorPoint) p = info.AnchorPoint->DiagramPoint();
-    lp->FOrX = p.X;
-    lp->FOrY = p.Y;
-    lp->AnchorTo(info.AnchorPoint);
-  } else {
-    h->OrX += info.Delta.X;
-    h->OrY += info.Delta.Y;
-  }
-  RecalcLine(FHandles, nullptr);
-}
-
-void TCustomDiagramLine::UpdateInserting(const TControlInsertInfo& info) {
-  SetEnds(info.P1, info.P2);
-  if (info.Action == iaInserted) {
-    SourceLinkPoint()->AnchorTo(info.AnchorPoint1);
-    TargetLinkPoint()->AnchorTo(info.AnchorPoint2);
-  }
-}
-
 bool TCustomDiagramLine::PointInControl(const TDot& pos) {
   if (!FDiagram) return false;
   const double tol = 5;

@@ -58,8 +58,15 @@ class TCustomDiagramLine : public TDiagramControl {
   bool PointInControl(const TDot& canvasPos) override;
   void MoveBy(double dy, double dx) override;
   TSquare ControlRect() const override;
+  void StartMoving() override;
+  void UpdateMoving(const TControlMoveInfo& info) override;
+  void StartMovingHandle() override;
   void UpdateMovingHandle(const THandleMoveInfo& info) override;
   void UpdateInserting(const TControlInsertInfo& info) override;
+  void UpdateDrawing(const TControlDrawInfo& info) override;
+  void EnterCursorState() override;
+  void LeaveCursorState() override;
+  void DrawCursor(const TDiagramDrawInfo& info) override;
   TDot HandlePoint(const TStretchHandle* handle) const override;
   TDot LinkPointPoint(const TLinkPoint* point) const override;
   TLinkPoint* LinkPointClass(TLinkPoints* c) override;
@@ -100,6 +107,7 @@ class TCustomDiagramLine : public TDiagramControl {
   void SyncEndsFromAnchors();
 
   TDotArray FPoints;
+  TDotArray FSavePoints;  // the route at rest while the cursor route is painted
   std::unique_ptr<TLineArrow> FSourceArrow, FTargetArrow;
   TTextCellsMode FTextCellsMode = tmSingle;
   TAnchorOrientation FOrientation1 = aoNone;

@@ -28,11 +28,16 @@ TKvDiagram::TKvDiagram(QWidget* parent, QObject* owner)
   LeftRuler.Vertical = true;
   FSelBlock = new TSelectionBlock(nullptr);
   FSelectTimer = new TKvTimer(this, 300);
+  setFocusPolicy(Qt::StrongFocus);
+  viewport()->setMouseTracking(true);
   Background.Gradient = TDiagramGradient(nullptr);
 }
 
 TKvDiagram::~TKvDiagram() {
   FPainting = true;  // no repaint requests while the controls go
+  FDestroyingDiagram = true;
+  CloseEditor(false);
+  CancelInsertingBlock();
   ClearDControls();
   delete FSelBlock;
 }
@@ -99,7 +104,13 @@ void TKvDiagram::Clear() {
   SnapGrid.Visible = false;
   SnapGrid.Active = false;
   PageLines.Visible = false;
-  FInsertDControl = nullptr;
+  CancelInsertingBlock();
+  DropCache();
+  FSelectTimer->SetEnabled(false);
+  FControlMoveInfos.clear();
+  FHandle = nullptr;
+  FLinkPoint = nullptr;
+  FNodeClicked = nullptr;
   RecalcScrollRanges();
   Redraw();
 }
@@ -263,11 +274,13 @@ void TKvDiagram::UnselectAll() {
 }
 
 void TKvDiagram::DeleteSelecteds() {
-  BeginUpdate();
-  BeginUpdateSel();
+  if (DesignMode == ddmNonEditable) return;
   std::vector<TDiagramControl*> doomed;
   for (TDiagramControl* c : FSelecteds)
-    if (c->CanDelete()) doomed.push_back(c);
+    if (c->CanDelete() && !(c->LayerObj() && !c->LayerObj()->Editable)) doomed.push_back(c);
+  if (doomed.empty()) return;
+  BeginUpdate();
+  BeginUpdateSel();
   // A group goes with its members.
   for (size_t i = 0; i < doomed.size(); ++i)
     if (auto* g = dynamic_cast<TBaseGroupBlock*>(doomed[i]))
@@ -280,6 +293,7 @@ void TKvDiagram::DeleteSelecteds() {
   EndUpdateSel();
   Modified();
   EndUpdate();
+  PushUndoStack(QStringLiteral("delete"));
 }
 
 // ---- groups and z-order ----
@@ -303,6 +317,7 @@ TGroupBlock* TKvDiagram::GroupSelectedBlocks() {
   g->SetSelected(true);
   EndUpdateSel();
   Modified();
+  PushUndoStack(QStringLiteral("group"));
   return g;
 }
 
@@ -313,7 +328,9 @@ void TKvDiagram::UngroupSelectedBlocks() {
   BeginUpdateSel();
   for (TGroupBlock* g : groups) delete g;
   EndUpdateSel();
-  if (!groups.empty()) Modified();
+  if (groups.empty()) return;
+  Modified();
+  PushUndoStack(QStringLiteral("ungroup"));
 }
 
 void TKvDiagram::MoveBlocks(double dx, double dy, bool onlySelected, bool onlyMovable) {
@@ -410,6 +427,18 @@ void TKvDiagram::DeleteLayerControls(int layer) {
   for (TDiagramControl* c : FDControls)
     if (c->Layer() == layer) doomed.push_back(c);
   for (TDiagramControl* c : doomed) delete c;
+  EndUpdate();
+}
+
+void TKvDiagram::DeleteLayerControls(const QString& layerName) {
+  TDiagramLayer* layer = FLayers.FindByName(layerName);
+  if (!layer) return;
+  BeginUpdate();
+  std::vector<TDiagramControl*> doomed;
+  for (TDiagramControl* c : FDControls)
+    if (c->LayerObj() == layer) doomed.push_back(c);
+  for (auto it = doomed.rbegin(); it != doomed.rend(); ++it)
+    if (std::find(FDControls.begin(), FDControls.end(), *it) != FDControls.end()) delete *it;
   EndUpdate();
 }
 

@@ -122,6 +122,7 @@ TSquare TKvDiagram::VisibleClientRect() const {
 void TKvDiagram::paintEvent(QPaintEvent*) {
   QPainter p(viewport());
   PaintTo(p, viewport()->rect());
+  if (FPaintStyle == psScreen) PaintOverlay(p);
 }
 
 void TKvDiagram::resizeEvent(QResizeEvent* e) {
@@ -186,7 +187,9 @@ void TKvDiagram::PaintBody(QPainter& painter, const QRect& rect) {
   TDgrCanvas& canvas = engine->Canvas();
   const TSquare full{double(rect.left()), double(rect.top()), double(rect.right() + 1),
                      double(rect.bottom() + 1)};
-  if (FUseCache && !FCacheImage.isNull()) {
+  // A drag paints over the picture of the scene taken when it began.
+  const bool cached = FUseCache && !FCacheImage.isNull() && !FDoingCache;
+  if (cached) {
     painter.drawImage(0, 0, FCacheImage);
   } else {
     if (FPaintStyle == psScreen) canvas.FillRect(full, Color);
@@ -204,17 +207,19 @@ void TKvDiagram::PaintBody(QPainter& painter, const QRect& rect) {
   auto paintable = [](TDiagramControl* c) {
     return !c->GroupBlock() && (c->FIntPaintMode == pmNormal || c->FIntPaintMode == pmNormalCursor);
   };
-  for (TDiagramControl* c : FDControls)
-    if (c->FIsBackgroundControl && paintable(c)) PaintControl(c, info);
   auto paintPass = [&](auto accept) {
     for (TDiagramControl* c : FDControls)
       if (!c->FIsBackgroundControl && paintable(c) && accept(c)) PaintControl(c, info);
   };
-  if (PaintLinesFirst) {
-    paintPass([](TDiagramControl* c) { return c->IsLine(); });
-    paintPass([](TDiagramControl* c) { return !c->IsLine(); });
-  } else {
-    paintPass([](TDiagramControl*) { return true; });
+  if (!cached) {
+    for (TDiagramControl* c : FDControls)
+      if (c->FIsBackgroundControl && paintable(c)) PaintControl(c, info);
+    if (PaintLinesFirst) {
+      paintPass([](TDiagramControl* c) { return c->IsLine(); });
+      paintPass([](TDiagramControl* c) { return !c->IsLine(); });
+    } else {
+      paintPass([](TDiagramControl*) { return true; });
+    }
   }
   std::vector<TDiagramControl*> cursors;
   for (TDiagramControl* c : FDControls)
@@ -223,11 +228,11 @@ void TKvDiagram::PaintBody(QPainter& painter, const QRect& rect) {
   for (TDiagramControl* c : cursors)
     if (!c->GroupBlock()) PaintControl(c, info);
   // Marks go on top of every control, or a later control would cover those before it.
-  if (ShowLinkPoints)
+  if (ShowLinkPoints && !cached)
     for (TDiagramControl* c : FDControls)
       if (!c->GroupBlock()) PaintLinkPointsOf(c, info);
   engine->EndDraw();
-  if (FPaintStyle == psScreen) {
+  if (FPaintStyle == psScreen && !cached) {
     for (TDiagramControl* c : FDControls)
       if (!c->GroupBlock() && c->IsVisibleNow()) PaintHandlesOf(c, info);
     if (SelectionMode == slmGroup && FSelBlock->Members().Count() > 0) {
@@ -238,7 +243,7 @@ void TKvDiagram::PaintBody(QPainter& painter, const QRect& rect) {
     }
   }
   for (TDiagramControl* c : cursors) c->LeaveCursorState();
-  if (!FUseCache && FPaintStyle == psScreen) DrawRulers(painter);
+  if (!cached && FPaintStyle == psScreen) DrawRulers(painter);
   if (OnAfterPaint) OnAfterPaint(this, canvas);
 }
 

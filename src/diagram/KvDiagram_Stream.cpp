@@ -7,6 +7,7 @@
 #include <QMimeData>
 
 #include "KvDiagram_Filer.h"
+#include "KvDiagram_Memo.h"
 
 const char* const TKvDiagram::ClipboardFormat = "Atelier Grapho";
 
@@ -265,6 +266,10 @@ QByteArray TKvDiagram::ControlsToText(const std::vector<TDiagramControl*>& contr
 }
 
 void TKvDiagram::CopyToClipboard() {
+  if (FInplaceMemo && FEditor) {
+    FEditor->copy();
+    return;
+  }
   std::vector<TDiagramControl*> copied;
   for (TDiagramControl* c : FSelecteds) {
     if (!c->CanClipboard()) continue;
@@ -279,12 +284,23 @@ void TKvDiagram::CopyToClipboard() {
 }
 
 void TKvDiagram::CutToClipboard() {
+  if (FInplaceMemo && FEditor) {
+    FEditor->cut();
+    return;
+  }
   CopyToClipboard();
+  // What did not go onto the clipboard stays.
+  for (TDiagramControl* c : std::vector<TDiagramControl*>(FSelecteds))
+    if (!c->CanClipboard()) c->SetSelected(false);
   DeleteSelecteds();
   Redraw();
 }
 
 void TKvDiagram::PasteFromClipboard() {
+  if (FInplaceMemo && FEditor) {
+    FEditor->paste();
+    return;
+  }
   const QMimeData* data = QGuiApplication::clipboard()->mimeData();
   if (!data || !data->hasFormat(QLatin1String(ClipboardFormat))) return;
   const QByteArray text = data->text().toLatin1();
@@ -346,4 +362,5 @@ void TKvDiagram::PasteFromClipboard() {
     }
   }
   Modified();
+  PushUndoStack(QStringLiteral("paste"));
 }

@@ -7,10 +7,12 @@
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTest>
+#include <QWheelEvent>
 
 #include "../frame/AppModuleFixture.h"
 #include "../instrument/SerialFixture.h"
 #include "DisplayTestSupport.h"
+#include "KvDiagram.h"
 #include "LvxProgram.h"
 #include "UDmKvDiagramEditor.h"
 #include "UDxLvxDisplay.h"
@@ -61,4 +63,29 @@ TEST_F(DisplayStartupTest, SimulatedReadingsReachTheDisplay) {
   program.Shutdown();
   EXPECT_EQ(FrmDxLvxDisplay, nullptr);
   EXPECT_EQ(DmKvDiagramEditor, nullptr);
+}
+
+// The display's diagram takes the wheel as the program sets it up: Ctrl with the wheel zooms
+// in steps of 10 within its limits.
+TEST_F(DisplayStartupTest, CtrlWheelZoomsTheDisplay) {
+  WriteFile(SkinFile(), "[Brevik]\nQWidget {}\n");
+  TScriptedDevices devices;
+  TLvxProgram program(&devices);
+  program.Main().show();
+  auto* display = dynamic_cast<TFrmDxLvxDisplay*>(FrmDxLvxDisplay);
+  ASSERT_NE(display, nullptr);
+  auto* diagram = dynamic_cast<TKvDiagram*>(display->findChild<QWidget*>("kvDiagram1"));
+  ASSERT_NE(diagram, nullptr);
+  const int before = diagram->Zoom();
+  auto wheel = [&](int delta) {
+    const QPointF at(50, 50);
+    QWheelEvent e(at, diagram->viewport()->mapToGlobal(at), QPoint(), QPoint(0, delta),
+                  Qt::NoButton, Qt::ControlModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(diagram->viewport(), &e);
+  };
+  wheel(120);
+  EXPECT_EQ(diagram->Zoom(), before + 10);
+  for (int i = 0; i < 60; ++i) wheel(-120);
+  EXPECT_EQ(diagram->Zoom(), 10);
+  program.Shutdown();
 }
