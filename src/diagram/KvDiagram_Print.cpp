@@ -166,9 +166,7 @@ TDot TDiagramPageGrid::Origin(int page) const {
 
 QStringList KvDiagram_ExpandPageList(const QString& list, int pageCount) {
   QStringList pages;
-  auto add = [&](int page) {
-    if (page >= 1 && page <= pageCount) pages << QString::number(page);
-  };
+  auto add = [&](int page) { pages << QString::number(page); };
   for (const QString& raw : list.split(',', Qt::SkipEmptyParts)) {
     const QString token = raw.trimmed();
     const qsizetype dash = token.indexOf('-');
@@ -183,7 +181,7 @@ QStringList KvDiagram_ExpandPageList(const QString& list, int pageCount) {
     const int from = left.isEmpty() ? 1 : left.toInt(&ok);
     const int to = right.isEmpty() ? pageCount : right.toInt(&okRight);
     if (!ok || !okRight) continue;
-    for (int page = from; page <= std::min(to, pageCount); ++page) add(page);
+    for (int page = std::max(1, from); page <= std::min(to, pageCount); ++page) add(page);
   }
   return pages;
 }
@@ -337,6 +335,10 @@ bool TKvDiagram::Print(bool AShowDialog) {
   if (FGraphicLib == dglDirect2D) FGraphicLib = dglGDIPlus;
   const int count = GridOn(PageSettings, ControlsExtent(), *printer.P).Count();
   const QStringList pages = KvDiagram_ExpandPageList(settings.FPageNumbers, count);
+  auto chosen = [&](int page) { return pages.isEmpty() || pages.contains(QString::number(page)); };
+  int first = 1;
+  while (first <= count && !chosen(first)) ++first;
+  if (first > count) return false;  // a list of pages the diagram does not have
   FZoomRatio = 1.0;
   FPreviewZoom = FAdjustRatioX = FAdjustRatioY = 1.0;
   if (!printer.P->BeginDoc(title)) {
@@ -347,7 +349,7 @@ bool TKvDiagram::Print(bool AShowDialog) {
   // Copies outside pages: the job always comes out collated.
   for (int copy = 0; copy < std::max(1, settings.FCopies); ++copy)
     for (int page = 1; page <= count; ++page) {
-      if (!pages.isEmpty() && !pages.contains(QString::number(page))) continue;
+      if (!chosen(page)) continue;
       printer.P->NewPage();
       PaintPage(printer.P->Canvas(), *printer.P, page, psPrint);
     }

@@ -122,7 +122,8 @@ struct TDiagramPageGrid {
 };
 
 // "1,3-5", "-2" (from page 1), "4-" (to the last page): the page numbers as texts, in the order
-// given. Ranges end at the last page; what is not a number is passed over.
+// given. Ranges end at the last page; single numbers stay as typed, so a list of pages that do
+// not exist prints nothing rather than everything; what is not a number is passed over.
 QStringList KvDiagram_ExpandPageList(const QString& list, int pageCount);
 
 // The copies-and-pages dialog.
