@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -17,6 +19,7 @@
 #include "DiagramTestSupport.h"
 #include "KvDiagram_Print.h"
 #include "LvxTestSupport.h"
+#include "UDgrPageSettings.h"
 #include "UDgrPreview.h"
 
 namespace {
@@ -290,4 +293,43 @@ TEST_F(DiagramPrintTest, PreviewFormPagesWithButtonsAndKeys) {
   for (int y = 0; y < third.height(); ++y)
     for (int x = 0; x < third.width(); ++x) differ += third.pixel(x, y) != fourth.pixel(x, y);
   EXPECT_GT(differ, 10);
+}
+
+TEST_F(DiagramPrintTest, PageSettingsFormShowsTheUnitChosenAndStoresMillimetres) {
+  TwoPages();
+  Diagram->MeasUnit = duCenti;
+  Dialogs.OnShowModal = [](QDialog& form) {
+    auto* f = dynamic_cast<TfmDgrPageSettings*>(&form);
+    EXPECT_NE(f, nullptr);
+    if (!f) return int(mrCancel);
+    EXPECT_EQ(f->cbPaper->currentText(), "A4");
+    EXPECT_DOUBLE_EQ(f->edHeight->value(), 29.7);
+    EXPECT_DOUBLE_EQ(f->edLeft->value(), 2.5);
+    f->cbUnit->setCurrentIndex(duInch);
+    EXPECT_DOUBLE_EQ(f->edWidth->value(), 8.268);
+    f->cbPaper->setCurrentIndex(f->cbPaper->findText("Letter"));
+    EXPECT_DOUBLE_EQ(f->edWidth->value(), 8.5);
+    f->rbLandscape->setChecked(true);
+    f->edLeft->setValue(0.5);
+    return int(mrOk);
+  };
+  ASSERT_TRUE(TfmDgrPageSettings::Execute(*Diagram));
+  const TDiagramPageSettings& s = Diagram->PageSettings;
+  EXPECT_EQ(s.PaperId, 1);
+  EXPECT_EQ(s.PaperWidth, 215.9);
+  EXPECT_EQ(s.Orientation, poLandscape);
+  EXPECT_EQ(s.LeftMarginStr, "12.7");
+  EXPECT_EQ(Diagram->MeasUnit, duInch);
+  // Landscape Letter is wide enough for both blocks on one page.
+  EXPECT_EQ(Diagram->PageCount(), 1);
+
+  // A size typed by hand makes a custom paper; cancel keeps everything.
+  Dialogs.OnShowModal = [](QDialog& form) {
+    auto* f = static_cast<TfmDgrPageSettings*>(&form);
+    f->edWidth->setValue(5);
+    EXPECT_EQ(f->cbPaper->currentText(), "Custom");
+    return int(mrCancel);
+  };
+  EXPECT_FALSE(TfmDgrPageSettings::Execute(*Diagram));
+  EXPECT_EQ(Diagram->PageSettings.PaperName, "Letter");
 }
