@@ -66,6 +66,13 @@ int InkHeight(const QImage& img, const QRect& r) {
   return top < 0 ? 0 : bottom - top + 1;
 }
 
+// A picture of a form for a person to look at, when LVX_DIAGRAM_SHOTS names a folder.
+void Shot(QWidget& form, const QString& name) {
+  if (!qEnvironmentVariableIsSet("LVX_DIAGRAM_SHOTS")) return;
+  if (!form.isVisible()) form.adjustSize();
+  form.grab().save(qEnvironmentVariable("LVX_DIAGRAM_SHOTS") + '/' + name);
+}
+
 }  // namespace
 
 TEST(PageGrid, ColumnsAndRowsCountAnEmptyPageMoreAtAnExactEdge) {
@@ -193,6 +200,7 @@ TEST_F(DiagramPrintTest, TheDialogOffersCopiesAndPagesAndCancelPrintsNothing) {
     EXPECT_EQ(dlg->udCopies->value(), 1);
     EXPECT_TRUE(dlg->rbPages->isChecked());
     EXPECT_EQ(dlg->edPages->text(), "2");
+    Shot(*dlg, "diagram_print_dialog.png");
     dlg->udCopies->setValue(3);
     dlg->rbAllPages->setChecked(true);
     return int(mrOk);
@@ -284,8 +292,7 @@ TEST_F(DiagramPrintTest, PreviewFormPagesWithButtonsAndKeys) {
   EXPECT_EQ(form.PagePreview->Page(), 3);
   // Page 3 starts the second row with "Charlie"; page 4 is empty.
   const QImage third = form.PagePreview->grab().toImage();
-  if (qEnvironmentVariableIsSet("LVX_DIAGRAM_SHOTS"))
-    form.grab().save(qEnvironmentVariable("LVX_DIAGRAM_SHOTS") + "/diagram_preview.png");
+  Shot(form, "diagram_preview.png");
   key(Qt::Key_End);
   const QImage fourth = form.PagePreview->grab().toImage();
   ASSERT_EQ(third.size(), fourth.size());
@@ -305,6 +312,7 @@ TEST_F(DiagramPrintTest, PageSettingsFormShowsTheUnitChosenAndStoresMillimetres)
     EXPECT_EQ(f->cbPaper->currentText(), "A4");
     EXPECT_DOUBLE_EQ(f->edHeight->value(), 29.7);
     EXPECT_DOUBLE_EQ(f->edLeft->value(), 2.5);
+    Shot(*f, "diagram_page_settings.png");
     f->cbUnit->setCurrentIndex(duInch);
     EXPECT_DOUBLE_EQ(f->edWidth->value(), 8.268);
     f->cbPaper->setCurrentIndex(f->cbPaper->findText("Letter"));
