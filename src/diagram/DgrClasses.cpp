@@ -290,7 +290,8 @@ class TQtCanvas : public TDgrCanvas {
       FP.setPen(Qt::NoPen);
     } else {
       QPen pen(ColorToQColor(FPen.Color, FPen.Transparency));
-      pen.setWidthF(FPen.Width <= 1 ? 0 : FPen.Width);  // 0: a cosmetic hairline
+      const double width = FPen.Width * ResolutionScale;
+      pen.setWidthF(width <= 1 ? 0 : width);  // 0: a cosmetic hairline
       pen.setStyle(QtPenStyle(FPen.DashStyle));
       FP.setPen(pen);
     }

@@ -85,6 +85,8 @@ class TDgrCanvas {
   QFont Font;
   TColor FontColor = clBlack;
   int FontTransparency = 0;
+  // Device pixels per screen pixel; pen widths are screen pixels and grow by it on paper.
+  double ResolutionScale = 1;
 
   virtual void Ellipse(const TSquare& r) = 0;
   virtual void Polygon(const TDotArray& pts) = 0;

@@ -96,6 +96,19 @@ struct TDiagramPageSettings {
   QString BottomMarginStr = QStringLiteral("25");
 };
 
+enum TDuplexType { dtNone, dtLongEdge, dtShortEdge };
+
+struct TDiagramPrintSettings {
+  int FCopies = 1;
+  QString FTitle;
+  QString FPageNumbers;  // empty: all pages
+  bool FCollation = true;
+  TDuplexType FDuplex = dtNone;
+};
+
+class TDiagramPrinter;
+struct TDiagramPageGrid;
+
 class TDiagramUndoItem {
  public:
   QString FName;
@@ -251,6 +264,20 @@ class TKvDiagram : public QAbstractScrollArea {
   void ExportToFile(const QString& fileName, TExportFormat format = efAuto,
                     TExportSize size = esStandard);
   void CopyBitmapToClipboard();
+  // ---- print and preview (KvDiagram_Print.cpp) ----
+  // True when printing took place.
+  bool Print(bool AShowDialog);
+  // One page as the printer would put it on paper, scaled to AWidth by AHeight (0: the
+  // paper's dots on that axis).
+  QImage BuildPreviewBitmap(int APage, int AWidth, int AHeight);
+  // The pages over the scene on the printer in use.
+  TDiagramPageGrid PageGrid();
+  int PageCount();
+  // Device pixels per screen pixel: pens, fonts and marks grow by it on paper.
+  double ResolutionScale() const;
+  TDiagramPrintSettings PrintSettings;
+  // The printer to print on, not owned; none: the system's default printer.
+  TDiagramPrinter* Printer = nullptr;
   void CopyMetafileToClipboard();
   // Extent of the visible non-member controls, client coordinates.
   TSquare ControlsExtent() const;
@@ -489,6 +516,8 @@ class TKvDiagram : public QAbstractScrollArea {
   QRect ExportRect(TExportSize size, TDot& offset) const;
   // Paints the export area onto a device in psBitmap style.
   void PaintExport(QPaintDevice& device, const QRect& rect, const TDot& offset);
+  // Paints one page in print or preview style onto a painter of the paper's size in dots.
+  void PaintPage(QPainter& painter, TDiagramPrinter& printer, int page, TPaintStyle style);
 
   QObject* FOwner;
   bool FLoading = false;

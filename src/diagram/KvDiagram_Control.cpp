@@ -359,29 +359,35 @@ void TDiagramControl::DrawLinkPoints(const TDiagramDrawInfo& info) {
     if (painted) continue;
     TDot cp = FDiagram->ClientToCanvas(lp->DiagramPoint());
     double x = RoundHalfEven(cp.X), y = RoundHalfEven(cp.Y);
+    // Marks are sized in screen pixels; on paper they grow with the resolution.
+    const double k = FDiagram->ResolutionScale();
+    auto at = [&](double dx, double dy) { return TDot{x + dx * k, y + dy * k}; };
+    auto box = [&](double from, double to) {
+      return TSquare::FromPoints(at(from, from), at(to, to));
+    };
     c.SaveDrawingState();
     c.SetSmooth(false);
     if (lp->IsNode()) {
       ApplyPenBrush(c, {clGray, 1, psSolid}, {clWhite, bsSolid});
-      c.Rectangle({x - 4, y - 4, x + 5, y + 5});
+      c.Rectangle(box(-4, 5));
       c.Pen().Color = clBlack;
-      c.DrawLine({x - 2, y}, {x + 3, y});
-      if (lp->Collapsed()) c.DrawLine({x, y - 2}, {x, y + 3});
+      c.DrawLine(at(-2, 0), at(3, 0));
+      if (lp->Collapsed()) c.DrawLine(at(0, -2), at(0, 3));
     } else {
       ApplyPenBrush(c, FLinkPointPen, FLinkPointBrush);
       switch (FLinkPointStyle) {
         case ptEllipse:
-          c.Ellipse({x - 2, y - 2, x + 2, y + 2});
+          c.Ellipse(box(-2, 2));
           break;
         case ptRectangle:
-          c.Rectangle({x - 2, y - 2, x + 2, y + 2});
+          c.Rectangle(box(-2, 2));
           break;
         case ptDiamond:
-          c.Polygon({{x, y - 3}, {x + 3, y}, {x, y + 3}, {x - 3, y}});
+          c.Polygon({at(0, -3), at(3, 0), at(0, 3), at(-3, 0)});
           break;
         case ptCross:
-          c.DrawLine({x - 2, y - 2}, {x + 3, y + 3});
-          c.DrawLine({x + 2, y - 2}, {x - 3, y + 3});
+          c.DrawLine(at(-2, -2), at(3, 3));
+          c.DrawLine(at(2, -2), at(-3, 3));
           break;
         case ptNone:
         case ptImplicit:

@@ -95,6 +95,11 @@ double TKvDiagram::CanvasScale() const {
   return (ClientToCanvas(TDot{100, 0}).X - ClientToCanvas(TDot{0, 0}).X) / 100;
 }
 
+double TKvDiagram::ResolutionScale() const {
+  if (FPaintStyle != psPreview && FPaintStyle != psPrint) return 1;
+  return FPrintConvY * FAdjustRatioY * FPreviewZoom;
+}
+
 double TKvDiagram::EffectiveZoom() const {
   return FPaintStyle == psScreen || FPaintStyle == psBitmap ? FZoomRatio : FPreviewZoom;
 }
@@ -185,6 +190,7 @@ void TKvDiagram::PaintBody(QPainter& painter, const QRect& rect) {
   engine->SetSmoothMode(smooth ? SmoothMode : smInactive);
   engine->SetTextRenderingMode(TextRenderingMode);
   TDgrCanvas& canvas = engine->Canvas();
+  canvas.ResolutionScale = ResolutionScale();
   const TSquare full{double(rect.left()), double(rect.top()), double(rect.right() + 1),
                      double(rect.bottom() + 1)};
   // A drag paints over the picture of the scene taken when it began.

@@ -52,7 +52,9 @@ void TDiagramControl::DrawCellText(const TDiagramDrawInfo& info, TTextCell* cell
                                    const TSquare& r) {
   TDgrCanvas& c = *info.Canvas;
   double zoom = FDiagram->EffectiveZoom();
-  if (FDiagram->PaintStyle() == psPreview) zoom = FDiagram->FPrintConvY * FDiagram->FPreviewZoom;
+  // On paper the font grows with the printer's resolution like everything else.
+  if (FDiagram->PaintStyle() == psPreview || FDiagram->PaintStyle() == psPrint)
+    zoom = FDiagram->ResolutionScale();
   const TKvFont& font = cell->Font();
   c.SaveDrawingState();
   c.Font = font.ToQFont(zoom);

@@ -59,6 +59,9 @@ class TKvRealDialogs : public TKvDialogs {
         r.Printer->outputFormat() == QPrinter::NativeFormat ? r.Printer->printerName() : QString();
     return true;
   }
+  int ShowModal(QDialog& form) override {
+    return form.exec() == QDialog::Accepted ? mrOk : mrCancel;
+  }
   bool PrintPreviewDialog(TKvPrintRequest& r) override {
     QPrintPreviewDialog dlg(r.Printer, QApplication::activeWindow());
     dlg.setWindowTitle(r.Title);
@@ -106,6 +109,9 @@ bool TKvDialogs::PrintDialog(TKvPrintRequest&) {
 }
 bool TKvDialogs::PrintPreviewDialog(TKvPrintRequest&) {
   return false;
+}
+int TKvDialogs::ShowModal(QDialog&) {
+  return mrCancel;
 }
 
 TKvDialogs& KvDialogs() {

@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <functional>
 
+class QDialog;
 class QPrinter;
 
 enum class TMsgDlgType { mtWarning, mtError, mtInformation, mtConfirmation, mtCustom };
@@ -70,6 +71,9 @@ class TKvDialogs {
   virtual bool PageSetupDialog(TKvPrintRequest& request);
   virtual bool PrintDialog(TKvPrintRequest& request);
   virtual bool PrintPreviewDialog(TKvPrintRequest& request);
+  // Shows one of the program's own forms modally: mrOk when it was confirmed, else mrCancel.
+  // Services that do not show forms cancel.
+  virtual int ShowModal(QDialog& form);
 };
 
 // The service in use: real dialogs unless a test installed a scripted one.

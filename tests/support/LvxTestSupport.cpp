@@ -1,5 +1,7 @@
 #include "LvxTestSupport.h"
 
+#include <QDialog>
+
 int TScriptedDialogs::MessageDlg(const QString& msg, TMsgDlgType type, int buttons) {
   Messages.push_back({msg, type, buttons});
   if (!Answers.empty()) {
@@ -20,6 +22,11 @@ bool TScriptedDialogs::File(TKvFileDialogRequest& request) {
   if (answer.isEmpty()) return false;
   request.FileName = answer;
   return true;
+}
+
+int TScriptedDialogs::ShowModal(QDialog& form) {
+  Forms << form.objectName();
+  return OnShowModal ? OnShowModal(form) : mrCancel;
 }
 
 bool TScriptedDialogs::Print(const QString& kind, TKvPrintRequest& request) {

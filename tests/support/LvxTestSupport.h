@@ -32,12 +32,17 @@ class TScriptedDialogs : public TKvDialogs {
   std::vector<std::pair<QString, TKvPrintRequest>> PrintRequests;
   std::deque<bool> PrintAnswers;
   std::function<void(const QString& kind, TKvPrintRequest&)> OnPrintDialog;
+  // The program's own modal forms: the object name of each one shown, and what the user does
+  // in it (the answer; without a script the form is cancelled).
+  QStringList Forms;
+  std::function<int(QDialog&)> OnShowModal;
 
   int MessageDlg(const QString& msg, TMsgDlgType type, int buttons) override;
   QStringList PrinterNames() override { return Printers; }
   bool PageSetupDialog(TKvPrintRequest& request) override { return Print("setup", request); }
   bool PrintDialog(TKvPrintRequest& request) override { return Print("print", request); }
   bool PrintPreviewDialog(TKvPrintRequest& request) override { return Print("preview", request); }
+  int ShowModal(QDialog& form) override;
   bool OpenFileDialog(TKvFileDialogRequest& request) override { return File(request); }
   bool SaveFileDialog(TKvFileDialogRequest& request) override { return File(request); }
 

@@ -167,6 +167,53 @@ TEST_F(LvxToolTest, DiagramRenderDrawsTheScene) {
   EXPECT_LT(mid.red(), 40);
 }
 
+// Four labelled blocks, one on each page of a two by two grid of A4 pages (25 mm margins
+// leave about 605 by 934 pixels a page).
+QByteArray FourPageScene() {
+  QByteArray text = "object TKvDiagram\n";
+  const struct {
+    int X, Y;
+    const char* Label;
+  } blocks[] = {{10, 10, "NorthWest"},
+                {700, 10, "NorthEast"},
+                {10, 1000, "SouthWest"},
+                {700, 1000, "SouthEast"}};
+  for (const auto& b : blocks)
+    text += QString(
+                "  object %1: TTextBlock\n    Left = %2.0\n    Top = %3.0\n"
+                "    Width = 200.0\n    Height = 40.0\n    Pen.Width = 2\n"
+                "    Shape = bsRectangle\n    TextCells = <\n      item\n"
+                "        Width = 100.0\n        Height = 100.0\n        Visible = True\n"
+                "        Text = '%1'\n      end>\n  end\n")
+                .arg(b.Label)
+                .arg(b.X)
+                .arg(b.Y)
+                .toUtf8();
+  return text + "end\n";
+}
+
+TEST_F(LvxToolTest, DiagramPrintWritesTheChosenPagesAndCopiesIntoAPdf) {
+  const QString in = Write("plan.dgr", FourPageScene());
+  const QString pdf = Dir.filePath("plan.pdf");
+  const TRun r = RunTool({"diagram", "print", in, pdf, "--pages", "-2,4", "--copies", "2"});
+  ASSERT_EQ(r.Code, 0) << r.Err.toStdString();
+  EXPECT_EQ(r.Out, "6 of 4 pages x 2 printed into " + pdf + "\n");
+  QProcess text;
+  // Only the printable area of each A4 page (595 by 842 points, 71-point margins): text
+  // beyond it is clipped away on paper but still in the file.
+  text.start("pdftotext", {"-x", "71", "-y", "71", "-W", "453", "-H", "700", pdf, "-"});
+  ASSERT_TRUE(text.waitForFinished(60000));
+  QStringList pages = QString::fromUtf8(text.readAllStandardOutput()).split('\f');
+  pages.removeLast();
+  for (QString& p : pages) p = p.simplified();
+  EXPECT_EQ(pages, (QStringList{"NorthWest", "NorthEast", "SouthEast", "NorthWest", "NorthEast",
+                                "SouthEast"}));
+  EXPECT_EQ(RunTool({"diagram", "print", in, pdf, "--copies", "0"}).Code, 2);
+  EXPECT_EQ(RunTool({"diagram", "print", in, pdf, "--pages"}).Code, 2);
+  EXPECT_EQ(RunTool({"diagram", "print", in, pdf, "--pages", "9"}).Code, 1);
+  EXPECT_EQ(RunTool({"diagram", "print", Dir.filePath("missing.dgr"), pdf}).Code, 1);
+}
+
 TEST_F(LvxToolTest, DiagramBadInputFailsWithTheReadersError) {
   struct Row {
     QByteArray Bytes;
