@@ -3,11 +3,11 @@
 // own file beside the settings, and a second run opening that file.
 #include <QLabel>
 #include <QPushButton>
-#include <QTableView>
 #include <QToolButton>
 #include <QtTest>
 
 #include "../frame/AppModuleFixture.h"
+#include "KvGridView.h"
 #include "KvPortDevices.h"
 #include "KvStdActns.h"
 #include "LvxProgram.h"

@@ -1,12 +1,12 @@
 // The statistics in the views: the strip under the table's grid (live, under a filter, empty,
 // after a clear) and the chart's "Leq" channel, in the main window and in the program as
 // started by its entry. The figures themselves are checked in the documents suite.
-#include <QTableView>
 #include <QtTest>
 
 #include "../frame/AppModuleFixture.h"
 #include "KvChartLeq.h"
 #include "KvCheckComboBox.h"
+#include "KvGridView.h"
 #include "KvLevelStatistics.h"
 #include "KvPortDevices.h"
 #include "KvStatisticsStrip.h"
