@@ -17,6 +17,26 @@
 
 // ---- palette ----
 
+void KvRegisterBasicShapes() {
+  static const bool registered = [] {
+    const QString category = QStringLiteral("Basic shapes");
+    for (auto [id, caption, shape] :
+         {std::tuple{"Rectangle", "Rectangle", bsRectangle},
+          std::tuple{"RoundRect", "Rounded rectangle", bsRoundRect},
+          std::tuple{"Ellipse", "Ellipse", bsEllipse}, std::tuple{"Diamond", "Diamond", bsDiamond}})
+      RegDControls().Register(
+          QStringLiteral("TDiagramBlock"),
+          [shape](QObject* owner) -> TDiagramControl* {
+            auto* b = new TDiagramBlock(owner);
+            b->SetShape(shape);
+            return b;
+          },
+          QString::fromLatin1(id), QString::fromLatin1(caption), category);
+    return true;
+  }();
+  (void)registered;
+}
+
 TDiagramButtons::TDiagramButtons(QWidget* parent) : QTreeWidget(parent) {
   setObjectName(QStringLiteral("DiagramButtons"));
   setHeaderHidden(true);
@@ -66,6 +86,7 @@ QStringList TDiagramButtons::Ids(const QString& category) const {
 TfmDiagramEditor::TfmDiagramEditor(QWidget* parent, TKvDiagram* diagram)
     : QDialog(parent), FDiagram(diagram) {
   setObjectName(QStringLiteral("fmDiagramEditor"));
+  KvRegisterBasicShapes();
   FFrame = new QMainWindow(nullptr);
   FFrame->setParent(this, Qt::Widget);
   auto* layout = new QVBoxLayout(this);
@@ -196,11 +217,11 @@ void TfmDiagramEditor::CreateToolBars() {
                          "acPreviewDiagram", "", "DiagramCut1", "DiagramCopy1", "DiagramPaste1",
                          "DiagramDelete1", "", "DiagramUndoAction1", "DiagramRedoAction1", ""});
   tbStandard->addWidget(cbZoom);
-  tbStandard->addSeparator();
-  tbStandard->addWidget(new QLabel(QStringLiteral(" Layer: "), tbStandard));
-  tbStandard->addWidget(cbLayer);
   FFrame->addToolBarBreak();
   tbFormat = bar("tbFormat", {});
+  tbFormat->addWidget(new QLabel(QStringLiteral(" Layer: "), tbFormat));
+  tbFormat->addWidget(cbLayer);
+  tbFormat->addSeparator();
   tbFormat->addWidget(cbFontSize);
   for (const char* n : {"acBold", "acItalic", "acUnderline", "", "acAlignLeft", "acAlignCenter",
                         "acAlignRight", "", "acVertAlignTop", "acVertAlignMiddle",

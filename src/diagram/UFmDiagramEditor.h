@@ -16,6 +16,10 @@ class QLabel;
 class QMainWindow;
 class QToolBar;
 
+// Plain blocks with a shape of their own, so that the palette offers something to draw with
+// besides the engine's shapeless block; registered once, under "Basic shapes".
+void KvRegisterBasicShapes();
+
 // The palette: every registered class and library item under its category, and all of them
 // under "All objects". Choosing one starts inserting it on the diagram.
 class TDiagramButtons : public QTreeWidget {
