@@ -674,5 +674,5 @@ void TdmDgrEditorActions::CopyAsImage() {
   // The selection alone, on a scratch diagram that is never shown.
   TKvDiagram scratch;
   scratch.ReadStream(KvObjectTextToBinary(FDiagram->ControlsToText(Selection(*FDiagram))));
-  QGuiApplication::clipboard()->setImage(scratch.ExportAsBMP(esStandard));
+  QGuiApplication::clipboard()->setImage(scratch.ExportAsBMP(esNetto));
 }
