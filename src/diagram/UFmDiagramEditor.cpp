@@ -13,7 +13,10 @@
 #include <map>
 
 #include "KvDiagram.h"
+#include "UDgrGridProperties.h"
+#include "UDgrLayerManager.h"
 #include "UDmDgrEditorActions.h"
+#include "UFormDgrBlockProperties.h"
 
 // ---- palette ----
 
@@ -108,6 +111,8 @@ void TfmDiagramEditor::FormCreate() {
   FActions = new TdmDgrEditorActions(this);
   FActions->SetDiagram(FDiagram);
   FActions->OnDocumentChange = [this] { UpdateCaption(); };
+  FActions->OnGridProperties = [this] { TfmDgrGridProperties::Execute(*FDiagram); };
+  FActions->OnEditProperties = [this] { TFormDgrBlockProperties::Execute(FDiagram, this); };
   FDiagram->OnModified = [this](TKvDiagram*) { FActions->SetModified(true); };
   FDiagram->OnSelectionChanged = [this](TKvDiagram*) { UpdateControls(); };
   for (QAction* a : FActions->AllActions())
@@ -221,6 +226,10 @@ void TfmDiagramEditor::CreateToolBars() {
   tbFormat = bar("tbFormat", {});
   tbFormat->addWidget(new QLabel(QStringLiteral(" Layer: "), tbFormat));
   tbFormat->addWidget(cbLayer);
+  tbFormat->addAction(QStringLiteral("Layers..."), this, [this] {
+    TDgrLayerManager::Execute(FDiagram, this);
+    UpdateControls();
+  });
   tbFormat->addSeparator();
   tbFormat->addWidget(cbFontSize);
   for (const char* n : {"acBold", "acItalic", "acUnderline", "", "acAlignLeft", "acAlignCenter",
