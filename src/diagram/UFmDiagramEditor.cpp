@@ -12,10 +12,13 @@
 #include <QVBoxLayout>
 #include <map>
 
+#include "DiagramLibrary.h"
 #include "KvDiagram.h"
 #include "UDgrGridProperties.h"
 #include "UDgrLayerManager.h"
+#include "UDgrLibraryManagerEditor.h"
 #include "UDmDgrEditorActions.h"
+#include "UFmLibItemEditor.h"
 #include "UFormDgrBlockProperties.h"
 
 // ---- palette ----
@@ -117,6 +120,9 @@ void TfmDiagramEditor::FormCreate() {
   FDiagram->OnSelectionChanged = [this](TKvDiagram*) { UpdateControls(); };
   for (QAction* a : FActions->AllActions())
     connect(a, &QAction::triggered, this, [this] { UpdateControls(); });
+  // A control kept in a library joins the palette at once.
+  connect(FActions->Action("acAddLibrary"), &QAction::triggered, this,
+          [this] { DiagramButtons->Fill(); });
 
   // The docks: the palette on the left, the right one kept for panels that join later.
   FLeftDockPanel = new QDockWidget(QStringLiteral("Objects"), FFrame);
@@ -164,7 +170,11 @@ void TfmDiagramEditor::CreateMenus() {
                  "acPageSetup", "acPreviewDiagram", "acPrintDiagram"});
   menu("&Edit", {"DiagramUndoAction1", "DiagramRedoAction1", "", "DiagramCut1", "DiagramCopy1",
                  "DiagramPaste1", "DiagramDelete1", "DiagramSelectAll1", "", "acCopyAsImage",
-                 "DiagramEditText1", "acEditProperties", "acAddLibrary"});
+                 "DiagramEditText1", "acEditProperties", "acAddLibrary"})
+      ->addAction(QStringLiteral("Libraries..."), this, [this] {
+        TDgrLibraryManagerEditor::Execute(FActions->LibManager, this);
+        DiagramButtons->Fill();
+      });
   menu("&View",
        {"DiagramSetZoom1", "DiagramSetZoom2", "DiagramSetZoom3", "DiagramSetZoom4",
         "DiagramSetZoom5", "DiagramSetZoom6", "DiagramSetZoom7", "", "DiagramViewLeftRuler1",

@@ -1,21 +1,28 @@
 // The designer's forms: the layer manager's questions and order, the grid properties over a
-// diagram's grid, and the block properties over the selection.
+// diagram's grid, the block properties over the selection, and the library manager and item
+// editor with their refusals.
 #include <gtest/gtest.h>
 
 #include <QCheckBox>
+#include <QDir>
 #include <QDoubleSpinBox>
+#include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QTemporaryDir>
 #include <QTreeWidget>
 
+#include "DiagramLibrary.h"
 #include "DiagramTestSupport.h"
 #include "LvxTestSupport.h"
 #include "UDgrGridProperties.h"
 #include "UDgrLayerManager.h"
+#include "UDgrLibraryManagerEditor.h"
 #include "UDmDgrEditorActions.h"
 #include "UFmDiagramEditor.h"
+#include "UFmLibItemEditor.h"
 #include "UFormDgrBlockProperties.h"
 
 namespace {
@@ -136,4 +143,89 @@ TEST_F(LayerManagerTest, BlockPropertiesListTheSelectionAndApplyToTheChosenContr
   EXPECT_FALSE(other->Visible());
   EXPECT_EQ(OnBack->Left(), 10);  // the other one untouched
   EXPECT_EQ(Diagram->NextUndoAction(), "properties");
+}
+
+namespace {
+
+class LibraryEditorTest : public LayerManagerTest {
+ protected:
+  void SetUp() override {
+    LayerManagerTest::SetUp();
+    Filer.SetBaseFolder(Dir.path());
+    Libraries.Filer = &Filer;
+    Libraries.CreateLibrary("Meters");
+    Libraries.ItemDialog = [](TDgrLibraryItem& item) { return TfmLibItemEditor::Execute(item); };
+  }
+  QTemporaryDir Dir;
+  TDgrLibraryFolderFiler Filer;
+  TDgrLibraryManager Libraries;
+};
+
+}  // namespace
+
+TEST_F(LibraryEditorTest, NewLibraryRefusesEmptyAndTakenNamesAndMakesTheFolder) {
+  TDgrLibraryManagerEditor editor;
+  EXPECT_FALSE(editor.lbNoManager->isHidden());
+  EXPECT_EQ(editor.lbNoManager->text(), "LibraryManager not specified.");
+  editor.SetManager(&Libraries);
+  QStringList answers = {"", "meters", "Lamps"};
+  Dialogs.OnShowModal = [&](QDialog& dialog) {
+    auto& prompt = dynamic_cast<QInputDialog&>(dialog);
+    EXPECT_EQ(prompt.windowTitle(), "Create new library");
+    EXPECT_EQ(prompt.labelText(), "Enter library name:");
+    prompt.setTextValue(answers.takeFirst());
+    return int(mrOk);
+  };
+  EXPECT_FALSE(editor.NewLibrary());
+  EXPECT_EQ(Dialogs.Messages.back().Text, "Library name cannot be empty.");
+  EXPECT_FALSE(editor.NewLibrary());
+  EXPECT_EQ(Dialogs.Messages.back().Text, "Library \"meters\" already exists.");
+  EXPECT_TRUE(editor.NewLibrary());
+  EXPECT_TRUE(QDir(Dir.filePath("dlib_Lamps")).exists());
+  EXPECT_EQ(editor.lbLibraries->count(), 2);
+
+  Dialogs.Answers = {mrNo, mrYes};
+  editor.RemoveLibrary();
+  EXPECT_EQ(Dialogs.Messages.back().Text, "Remove library \"Lamps\"?");
+  EXPECT_EQ(Libraries.FLibs.size(), 2u);
+  editor.RemoveLibrary();
+  EXPECT_EQ(Libraries.FLibs.size(), 1u);
+  EXPECT_FALSE(QDir(Dir.filePath("dlib_Lamps")).exists());
+}
+
+TEST_F(LibraryEditorTest, AddToLibraryAsksForCaptionAndCategoryAndTheObjectCanBeDeleted) {
+  TfmDiagramEditor form;
+  form.SetLibManager(&Libraries);
+  form.FormShow();
+  auto* b = new TDiagramBlock(form.Diagram()->Owner());
+  b->SetShape(bsEllipse);
+  b->SetDiagram(form.Diagram());
+  b->SetSelected(true);
+  std::vector<std::pair<QString, QString>> typed = {{"", "x"}, {"Lamp", ""}, {"Lamp", "Lights"}};
+  Dialogs.OnShowModal = [&](QDialog& dialog) {
+    auto& editor = dynamic_cast<TfmLibItemEditor&>(dialog);
+    for (const auto& [caption, category] : typed) {
+      editor.edCaption->setText(caption);
+      editor.edCategory->setText(category);
+      editor.accept();
+      if (editor.result() == QDialog::Accepted) return int(mrOk);
+    }
+    return int(mrCancel);
+  };
+  form.Actions()->UpdateActions();
+  form.Actions()->Action("acAddLibrary")->trigger();
+  ASSERT_EQ(Dialogs.Messages.size(), 2u);
+  EXPECT_EQ(Dialogs.Messages[0].Text, "Caption field cannot not be empty.");
+  EXPECT_EQ(Dialogs.Messages[1].Text, "Category field cannot be empty.");
+  ASSERT_EQ(Libraries.FLibs[0]->Items.size(), 1u);
+  EXPECT_EQ(form.DiagramButtons->Ids("Lights").size(), 1);
+
+  TDgrLibraryManagerEditor editor;
+  editor.SetManager(&Libraries);
+  ASSERT_EQ(editor.lbObjects->count(), 1);
+  Dialogs.Answers = {mrYes};
+  editor.DeleteObject();
+  EXPECT_EQ(Dialogs.Messages.back().Text, "Delete object \"Lamp\"?");
+  EXPECT_TRUE(Libraries.FLibs[0]->Items.empty());
+  EXPECT_TRUE(QDir(Dir.filePath("dlib_Meters")).entryList(QDir::Files).isEmpty());
 }
