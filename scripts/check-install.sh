@@ -30,6 +30,7 @@ fi
 
 root=$scratch/root
 dpkg -x "$deb" "$root"
+test -x "$root/usr/bin/LvxDiagramDesigner"
 "$root/usr/bin/lvxtool" --help | grep -q '^  lvxtool decode '
 set +e
 "$root/usr/bin/lvxtool" --no-such-option 2>/dev/null

@@ -437,6 +437,13 @@ void TDiagramLayers::Delete(int index) {
   if (index >= 0 && index < Count()) FItems.erase(FItems.begin() + index);
 }
 
+void TDiagramLayers::Move(int from, int to) {
+  if (from < 0 || from >= Count() || to < 0 || to >= Count() || from == to) return;
+  auto layer = std::move(FItems[from]);
+  FItems.erase(FItems.begin() + from);
+  FItems.insert(FItems.begin() + to, std::move(layer));
+}
+
 void TDiagramLayers::Clear() {
   while (!FItems.empty()) FItems.pop_back();
 }

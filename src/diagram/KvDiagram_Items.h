@@ -368,6 +368,8 @@ class TDiagramLayers {
   // An empty name takes "Layer%d" with the first free number.
   TDiagramLayer* Add(const QString& name = QString());
   void Delete(int index);
+  // Moves the layer at from to index to; controls keep their layer.
+  void Move(int from, int to);
   void Clear();
   TDiagramLayer* FindByName(const QString& name) const;
 

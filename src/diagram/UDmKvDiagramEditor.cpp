@@ -1,19 +1,88 @@
 #include "UDmKvDiagramEditor.h"
 
+#include <QApplication>
+#include <QBuffer>
 #include <cmath>
 
+#include "DiagramLibrary.h"
 #include "KvDiagram.h"
 #include "KvDialogs.h"
+#include "UFmDiagramEditor.h"
 
 TDmKvDiagramEditor* DmKvDiagramEditor = nullptr;
 
 TDmKvDiagramEditor::TDmKvDiagramEditor(QObject* parent) : QObject(parent) {
   setObjectName("DmKvDiagramEditor");
+  DgrLibraryFolderFiler1 = std::make_unique<TDgrLibraryFolderFiler>();
+  DgrLibraryFolderFiler1->DefaultExt = QStringLiteral(".dgo");
+  DgrLibraryManager1 = std::make_unique<TDgrLibraryManager>();
+  DgrLibraryManager1->Filer = DgrLibraryFolderFiler1.get();
+  DgrLibraryManager1->AutoLoad = false;
+  DiagramEditor1 = std::make_unique<TDiagramEditor>();
+  DiagramEditor1->Title = QStringLiteral("Diagram Designer");
+  DiagramEditor1->LibManager = DgrLibraryManager1.get();
+  DiagramEditor1->OnCloseDesigner = [this](TfmDiagramEditor* f) { DiagramEditor1CloseDesigner(f); };
+  DiagramEditor1->OnShowDesigner = [this](TfmDiagramEditor* f) { DiagramEditor1ShowDesigner(f); };
+  // A missing folder simply lists no libraries.
+  DgrLibraryFolderFiler1->SetBaseFolder(DefaultLibraryFolder());
+  DgrLibraryManager1->LoadLibraries();
+  // A second module says so and still works; only the first is the program-wide one.
   if (DmKvDiagramEditor) {
     MessageDlg("DmKvBasic: Module already loaded", TMsgDlgType::mtError, mbOK);
     return;
   }
   DmKvDiagramEditor = this;
+}
+
+QString TDmKvDiagramEditor::DefaultLibraryFolder() {
+  return QCoreApplication::applicationDirPath() + QStringLiteral("/Libraries");
+}
+
+void TDmKvDiagramEditor::EditorExecute(TKvDiagram* ADiagram) {
+  FDgrTarget = ADiagram;
+  QPointer<QWidget> active = QApplication::activeWindow();
+  DiagramEditor1->Execute(active);
+  if (active) {
+    active->raise();
+    active->activateWindow();
+  }
+}
+
+void TDmKvDiagramEditor::DiagramEditor1CloseDesigner(TfmDiagramEditor* form) {
+  if (!FDgrTarget) return;
+  QBuffer mem;
+  mem.open(QIODevice::ReadWrite);
+  form->Diagram()->SaveToStream(mem, true);
+  mem.seek(0);
+  FDgrTarget->LoadFromStream(mem, true);
+  FDgrTarget->Redraw();
+}
+
+void TDmKvDiagramEditor::DiagramEditor1ShowDesigner(TfmDiagramEditor* form) {
+  TKvDiagram* d = form->Diagram();
+  if (FDgrTarget) {
+    QBuffer mem;
+    mem.open(QIODevice::ReadWrite);
+    FDgrTarget->SaveToStream(mem, true);
+    mem.seek(0);
+    d->LoadFromStream(mem, true);
+  }
+  d->LeftRuler.Visible = false;
+  d->TopRuler.Visible = false;
+  d->SnapGrid.Style = gsRuler;
+  d->SnapGrid.Pen.Color = 0xC0C0C0;
+  d->SnapGrid.SnapToRuler = true;
+  d->SnapGrid.Visible = false;
+  d->MouseWheelMode = mwVertical;
+  d->ShowCrossIndicators = false;
+  d->Font.Name = QStringLiteral("Tahoma");
+  d->FDragStyle = dsShape;
+  d->HandlesStyle = hsVisio;
+  d->ClearUndoStack();
+  d->WheelZoom = true;
+  d->AutoPage = false;
+  d->PageLines.Visible = false;
+  d->Redraw();
 }
 
 TDmKvDiagramEditor::~TDmKvDiagramEditor() {

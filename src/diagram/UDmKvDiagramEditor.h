@@ -1,17 +1,22 @@
 #pragma once
 // The program's diagram editor module. It holds the diagram being edited, FDgrTarget (the
-// instrument display's diagram, not owned), and makes the display's bar graph on it: the ring
-// of tick polygons and their lighting by level. The designer window comes later; a host
-// sets FDgrTarget before any of these operations, which do nothing without it.
+// instrument display's diagram, not owned), makes the display's bar graph on it (the ring of
+// tick polygons and their lighting by level) and opens the designer on it: the designer edits
+// a copy, and only its close writes the copy back, replacing the target's scene whole.
 #include <QObject>
 #include <QPointer>
 #include <QString>
 #include <cstdint>
+#include <memory>
 
 // Kept free of the diagram's headers, whose names would meet the table engine's in the
 // program's start-up unit.
 class TKvDiagram;
 class TPolygonBlock;
+class TDiagramEditor;
+class TDgrLibraryManager;
+class TDgrLibraryFolderFiler;
+class TfmDiagramEditor;
 struct TSquare;
 using TColor = int32_t;
 
@@ -32,6 +37,19 @@ class TDmKvDiagramEditor : public QObject {
   ~TDmKvDiagramEditor() override;
 
   QPointer<TKvDiagram> FDgrTarget;
+  std::unique_ptr<TDgrLibraryFolderFiler> DgrLibraryFolderFiler1;
+  std::unique_ptr<TDgrLibraryManager> DgrLibraryManager1;
+  std::unique_ptr<TDiagramEditor> DiagramEditor1;
+
+  // The libraries beside the executable, in the folder "Libraries".
+  static QString DefaultLibraryFolder();
+  // Shows the designer modally on a copy of ADiagram and brings the window that was active
+  // back to the front afterwards.
+  void EditorExecute(TKvDiagram* ADiagram);
+  // The designer's diagram, written back into the target whole.
+  void DiagramEditor1CloseDesigner(TfmDiagramEditor* form);
+  // Loads the target into the designer and sets the designer's working configuration.
+  void DiagramEditor1ShowDesigner(TfmDiagramEditor* form);
 
   // Count blocks named Prefix + N from StartIndex on. Radius 0: a row, each block moved by
   // StepX, StepY from the one before and turned by the position angle. Otherwise a ring of
