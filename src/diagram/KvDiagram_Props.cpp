@@ -816,8 +816,8 @@ const Table<TCustomDiagramLine>& TKvControlFiler::LineProps() {
     const TDiagramLine fresh(nullptr);
     t.Nested("Pen", PenProps(fresh.FPen), [](L& l) -> TKvPen& { return l.FPen; });
     t.Nested("SelPen", PenProps(fresh.FSelPen), [](L& l) -> TKvPen& { return l.FSelPen; });
-    t.Nested("SourceArrow", ArrowProps(), [](L& l) -> TLineArrow& { return *l.FSourceArrow; });
-    t.Nested("TargetArrow", ArrowProps(), [](L& l) -> TLineArrow& { return *l.FTargetArrow; });
+    t.Nested("SourceArrow", ArrowProps(), [](L& l) -> TLineArrow& { return l.SourceArrow(); });
+    t.Nested("TargetArrow", ArrowProps(), [](L& l) -> TLineArrow& { return l.TargetArrow(); });
     t.Enum("LineStyle", LineStyles, KvGet(&L::FLineStyle), KvSet(&L::FLineStyle), {},
            [](const L& l) { return l.FLineStyle != DefaultLineStyle(l); });
     t.Enum("TextCellsMode", TextCellsModes, KvGet(&L::FTextCellsMode), KvSet(&L::FTextCellsMode),
