@@ -4,6 +4,7 @@
 #include <map>
 
 #include "KvDiagram.h"
+#include "LiveBlocks.h"
 
 void TDiagramPersistent::Changed() {
   if (FDControl) FDControl->Redraw();
@@ -502,6 +503,7 @@ TRegDControls& RegDControls() {
     r.Register("TPolygonBlock", FactoryOf<TPolygonBlock>(), {}, "Polygon");
     r.Register("TDiagramArc", FactoryOf<TDiagramArc>(), {}, "Arc", lines);
     r.Register("TDiagramBezier", FactoryOf<TDiagramBezier>(), {}, "Bezier", lines);
+    KvRegisterLiveBlocks(r);
     return r;
   }();
   return reg;
