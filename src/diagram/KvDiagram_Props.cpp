@@ -880,6 +880,7 @@ void TKvControlFiler::WriteControl(const TDiagramControl& c, TKvBinaryWriter& w)
     BlockProps(KindOf(*b)).Write(*b, w);
   else if (auto* l = dynamic_cast<const TCustomDiagramLine*>(&c))
     LineProps().Write(*l, w);
+  c.WriteOwnProps(w);
   w.WriteListEnd();
   w.WriteListEnd();  // controls have no children
 }
@@ -890,6 +891,7 @@ void TKvControlFiler::ReadProperty(TDiagramControl& c, const TKvProperty& p, TKv
     known = BlockProps(KindOf(*b)).Read(*b, p.Name, p.V(), ctx);
   else if (auto* l = dynamic_cast<TCustomDiagramLine*>(&c))
     known = LineProps().Read(*l, p.Name, p.V(), ctx);
+  if (!known) known = c.ReadOwnProp(p.Name, p.V(), ctx);
   if (!known) KvNoSuchProperty(p.Name);
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "KvPropTable.h"
 #include "LiveDiagram.h"
 
 const char* const KvLivePathsDivergedText =
@@ -588,6 +589,60 @@ void TLiveForkBlock::PathThreadDone(TForkThread* thread) {
     for (TForkThread* sibling : std::vector<TForkThread*>(FSubThreads)) sibling->Terminate();
   }
   DoPathDone(path);
+}
+
+// ---- stored properties ----
+
+namespace {
+
+const TKvPropTable<TCustomLiveBlock>& LiveProps() {
+  using B = TCustomLiveBlock;
+  static const TKvPropTable<B> t = [] {
+    TKvPropTable<B> t;
+    const TBlockColors def;
+    t.Color(
+        "RunColors.RunONColor", [](const B& b) { return b.FRunColors.RunONColor; },
+        [](B& b, TColor c) { b.FRunColors.RunONColor = c; }, def.RunONColor);
+    t.Color(
+        "RunColors.RunOFFColor", [](const B& b) { return b.FRunColors.RunOFFColor; },
+        [](B& b, TColor c) { b.FRunColors.RunOFFColor = c; }, def.RunOFFColor);
+    t.Color(
+        "RunColors.RunERRColor", [](const B& b) { return b.FRunColors.RunERRColor; },
+        [](B& b, TColor c) { b.FRunColors.RunERRColor = c; }, def.RunERRColor);
+    return t;
+  }();
+  return t;
+}
+
+const TKvPropTable<TCustomLiveState>& StateProps() {
+  using S = TCustomLiveState;
+  static const TKvPropTable<S> t = [] {
+    TKvPropTable<S> t;
+    t.Enum(
+        "StateShape", {"ssCircle", "ssSquare"}, [](const S& s) { return s.StateShape(); },
+        [](S& s, int v) { s.SetStateShape(v == ssSquare ? ssSquare : ssCircle); }, ssCircle);
+    t.Bool(
+        "OneShot", [](const S& s) { return s.OneShot(); }, [](S& s, bool v) { s.SetOneShot(v); },
+        false);
+    return t;
+  }();
+  return t;
+}
+
+}  // namespace
+
+void TCustomLiveBlock::WriteOwnProps(TKvBinaryWriter& w) const {
+  LiveProps().Write(*this, w);
+}
+bool TCustomLiveBlock::ReadOwnProp(const QByteArray& name, const TKvValue& v, TKvReadContext& ctx) {
+  return LiveProps().Read(*this, name, v, ctx);
+}
+void TCustomLiveState::WriteOwnProps(TKvBinaryWriter& w) const {
+  TCustomLiveBlock::WriteOwnProps(w);
+  StateProps().Write(*this, w);
+}
+bool TCustomLiveState::ReadOwnProp(const QByteArray& name, const TKvValue& v, TKvReadContext& ctx) {
+  return TCustomLiveBlock::ReadOwnProp(name, v, ctx) || StateProps().Read(*this, name, v, ctx);
 }
 
 // ---- registry ----

@@ -140,6 +140,8 @@ class TCustomLiveBlock : public TCustomDiagramBlock {
   void BuildStateList();
 
   void Paint(const TDiagramDrawInfo& info) override;
+  void WriteOwnProps(TKvBinaryWriter& w) const override;
+  bool ReadOwnProp(const QByteArray& name, const TKvValue& v, TKvReadContext& ctx) override;
 
   // ---- virtual operations of live blocks, in order ----
   virtual void BuildLinkPoints();
@@ -203,6 +205,8 @@ class TCustomLiveState : public TCustomLiveBlock {
   void BuildLinkPoints() override;
   TCustomLiveBlock* Execute(int32_t& Error, TExecuteNodeInfo& Decision) override;
   bool Link() override;
+  void WriteOwnProps(TKvBinaryWriter& w) const override;
+  bool ReadOwnProp(const QByteArray& name, const TKvValue& v, TKvReadContext& ctx) override;
 
  protected:
   TStateShape FStateShape = ssCircle;

@@ -360,3 +360,104 @@ TEST_F(LiveTest, ARunNeedsEveryBlockLinkedAndAStartBlock) {
   ASSERT_TRUE(RunToEnd());
   EXPECT_EQ(Diagram->MainPath().FExitCode, ecEnded);
 }
+
+namespace {
+// Where review pictures go: $LVX_DIAGRAM_DEMO_DIR, or nowhere.
+void SaveForReview(const QImage& img, const char* name) {
+  const QString dir = qEnvironmentVariable("LVX_DIAGRAM_DEMO_DIR");
+  if (!dir.isEmpty()) img.save(dir + "/" + name);
+}
+int CountColour(const QImage& img, TColor c) {
+  const QRgb want = qRgb(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
+  int n = 0;
+  for (int y = 0; y < img.height(); ++y)
+    for (int x = 0; x < img.width(); ++x) n += (img.pixel(x, y) & 0xFFFFFF) == (want & 0xFFFFFF);
+  return n;
+}
+}  // namespace
+
+TEST_F(LiveForkTest, RunColoursShowWhereThePathsAreAndComeBackAfterTheRun) {
+  TForkScene s = Build(3);
+  s.States[2]->SetStateShape(ssSquare);
+  s.States[1]->FOnExecute = [](TCustomLiveBlock*, int32_t& error, TExecuteNodeInfo&) { error = 9; };
+  for (TCustomLiveBlock* b : Diagram->LiveBlocks()) b->SetColor(0xF8E8D0);
+  Diagram->SetSingleStep(true);
+  int steps = 0;
+  Diagram->OnAfterStep = [&](TLiveDiagram*, TCustomLiveBlock*) { ++steps; };
+  ASSERT_TRUE(Diagram->Run());
+  QDeadlineTimer limit(20000);
+  while (steps < 5 && !limit.hasExpired()) {  // start, fork, three branch states
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    if (steps < 2) Diagram->Step();
+  }
+  QImage running = Diagram->ExportAsBMP(esStandard);
+  SaveForReview(running, "live_fork_running.png");
+  EXPECT_EQ(s.States[0]->ControlState(), 1);
+  EXPECT_EQ(s.States[1]->ControlState(), 3);
+  EXPECT_EQ(s.Start->ControlState(), 2);
+  EXPECT_GT(CountColour(running, 0x00FF00), 500);  // running states
+  EXPECT_GT(CountColour(running, 255), 500);       // the failed one
+  Diagram->Stop();
+  QImage after = Diagram->ExportAsBMP(esStandard);
+  EXPECT_EQ(CountColour(after, 0x00FF00), 0);
+  EXPECT_EQ(CountColour(after, 255), 0);
+  EXPECT_EQ(s.States[1]->Color(), 0xF8E8D0);
+}
+
+TEST_F(LiveTest, WiresOffLiveBlocksPaintDotted) {
+  auto* a = Add<TLiveStateBlock>("A", 20, 20);
+  auto* b = Add<TLiveStateBlock>("B", 300, 20);
+  auto* linked = Wire(a, 2, b, 6);
+  auto* loose = new TLiveWire(Owner.get());
+  loose->SetDiagram(Diagram);
+  loose->SetEnds({20, 200}, {400, 200});
+  loose->FPen.Width = 1;
+  QImage img = Diagram->ExportAsBMP(esStandard);
+  SaveForReview(img, "live_wires.png");
+  auto darkRun = [&](int y, int x0, int x1) {
+    int dark = 0;
+    for (int x = x0; x < x1; ++x) dark += qGray(img.pixel(x, y)) < 128;
+    return dark;
+  };
+  // The darkest row near each wire, over a stretch between its ends.
+  auto darkest = [&](int y0, int y1, int x0, int x1) {
+    int best = 0;
+    for (int y = y0; y <= y1; ++y) best = std::max(best, darkRun(y, x0, x1));
+    return best;
+  };
+  EXPECT_EQ(darkest(60, 80, 150, 270), 120);           // solid
+  EXPECT_LT(darkest(190, 210, 50, 370), 320 * 3 / 4);  // dotted
+  EXPECT_GT(darkest(190, 210, 50, 370), 320 / 4);
+  EXPECT_EQ(loose->FPen.Style, psSolid);  // the pen is given back after painting
+  (void)linked;
+}
+
+TEST_F(LiveForkTest, ALiveDiagramSurvivesItsTextForm) {
+  TForkScene s = Build(2);
+  s.States[0]->SetStateShape(ssSquare);
+  s.States[1]->SetOneShot(true);
+  s.States[1]->FRunColors.RunONColor = 0x00FFFF;
+  const QByteArray text = Diagram->SaveToBytes(true);
+  EXPECT_TRUE(text.contains("object Fork: TLiveForkBlock")) << text.left(400).constData();
+  EXPECT_TRUE(text.contains("StateShape = ssSquare"));
+
+  TLiveDiagram copy(Owner.get());
+  copy.LoadFromBytes(text, true);
+  ASSERT_EQ(copy.BlockCount(), Diagram->BlockCount());
+  auto* b0 = dynamic_cast<TLiveStateBlock*>(copy.FindBlock(u"Branch0"));
+  auto* b1 = dynamic_cast<TLiveStateBlock*>(copy.FindBlock(u"Branch1"));
+  ASSERT_TRUE(b0 && b1);
+  EXPECT_EQ(b0->StateShape(), ssSquare);
+  EXPECT_EQ(b0->Shape(), bsRectangle);
+  EXPECT_TRUE(b1->OneShot());
+  EXPECT_EQ(b1->FRunColors.RunONColor, 0x00FFFF);
+  // The wires come back as transitions between the same blocks; they open by handler.
+  for (int i = 0; i < copy.LinkCount(); ++i)
+    if (auto* w = dynamic_cast<ILiveWire*>(copy.GetLinks(i)))
+      w->OnTransition = [](TCustomDiagramLine*, TCustomLiveBlock*) { return true; };
+  ASSERT_TRUE(copy.Run());
+  QDeadlineTimer limit(20000);
+  while (copy.Running() && !limit.hasExpired())
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+  EXPECT_EQ(copy.MainPath().FExitCode, ecEnded);
+}
