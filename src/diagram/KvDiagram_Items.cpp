@@ -5,6 +5,7 @@
 
 #include "KvDiagram.h"
 #include "LiveBlocks.h"
+#include "UmlBlocks.h"
 
 void TDiagramPersistent::Changed() {
   if (FDControl) FDControl->Redraw();
@@ -504,6 +505,7 @@ TRegDControls& RegDControls() {
     r.Register("TDiagramArc", FactoryOf<TDiagramArc>(), {}, "Arc", lines);
     r.Register("TDiagramBezier", FactoryOf<TDiagramBezier>(), {}, "Bezier", lines);
     KvRegisterLiveBlocks(r);
+    KvRegisterUmlBlocks(r);
     return r;
   }();
   return reg;
