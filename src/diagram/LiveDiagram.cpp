@@ -24,6 +24,7 @@ void TForkThread::run() {
   while (!FTerminated) {
     TExecutionPath& p = *FPath;
     const uint64_t generation = FDiagram->BranchGeneration();
+    const uint64_t steps = FDiagram->StepGeneration();
     QElapsedTimer took;
     took.start();
     SynchronisedStep();
@@ -43,7 +44,7 @@ void TForkThread::run() {
       FDiagram->WaitForBranch(generation, FTerminated);
     } else if (wait == wsNoWait || wait == wsUndefined) {
       if (FDiagram->SingleStep())
-        FDiagram->WaitForStep(FTerminated);
+        FDiagram->WaitForStep(steps, FTerminated);
       else
         QThread::msleep(uint64_t(0.6 * double(took.elapsed())));
     }
@@ -225,9 +226,13 @@ void TLiveDiagram::Stop() {
     QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
 }
 
-void TLiveDiagram::WaitForStep(const std::atomic<bool>& terminated) {
+uint64_t TLiveDiagram::StepGeneration() {
+  std::lock_guard<std::mutex> lock(FEventMutex);
+  return FStepGeneration;
+}
+
+void TLiveDiagram::WaitForStep(uint64_t seen, const std::atomic<bool>& terminated) {
   std::unique_lock<std::mutex> lock(FEventMutex);
-  const uint64_t seen = FStepGeneration;
   FEventChanged.wait(lock, [&] { return terminated.load() || FStepGeneration != seen; });
 }
 

@@ -73,8 +73,10 @@ class TLiveDiagram : public TKvDiagram {
 
   // ---- for the threads ----
   TForkThread* StartPath(TExecutionPath* path, std::function<void(TForkThread*)> onDone);
-  // Called on the path threads: waits for the step event (single-step mode) or a stop.
-  void WaitForStep(const std::atomic<bool>& terminated);
+  // Called on the path threads: waits for the step event (single-step mode) or a stop. A
+  // step given after seen (the count of steps given before the path's step began) is not lost.
+  void WaitForStep(uint64_t seen, const std::atomic<bool>& terminated);
+  uint64_t StepGeneration();
   // Waits until a path thread ends or a stop, when the last step was a fork waiting for its
   // branches; generation is the count of ended threads before that step.
   void WaitForBranch(uint64_t generation, const std::atomic<bool>& terminated);

@@ -69,6 +69,21 @@ struct TForkScene {
 
 }  // namespace
 
+namespace {
+// Where review pictures go: $LVX_DIAGRAM_DEMO_DIR, or nowhere.
+void SaveForReview(const QImage& img, const char* name) {
+  const QString dir = qEnvironmentVariable("LVX_DIAGRAM_DEMO_DIR");
+  if (!dir.isEmpty()) img.save(dir + "/" + name);
+}
+int CountColour(const QImage& img, TColor c) {
+  const QRgb want = qRgb(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
+  int n = 0;
+  for (int y = 0; y < img.height(); ++y)
+    for (int x = 0; x < img.width(); ++x) n += (img.pixel(x, y) & 0xFFFFFF) == (want & 0xFFFFFF);
+  return n;
+}
+}  // namespace
+
 class LiveForkTest : public LiveTest {
  protected:
   TForkScene Build(int branches) {
@@ -361,21 +376,6 @@ TEST_F(LiveTest, ARunNeedsEveryBlockLinkedAndAStartBlock) {
   EXPECT_EQ(Diagram->MainPath().FExitCode, ecEnded);
 }
 
-namespace {
-// Where review pictures go: $LVX_DIAGRAM_DEMO_DIR, or nowhere.
-void SaveForReview(const QImage& img, const char* name) {
-  const QString dir = qEnvironmentVariable("LVX_DIAGRAM_DEMO_DIR");
-  if (!dir.isEmpty()) img.save(dir + "/" + name);
-}
-int CountColour(const QImage& img, TColor c) {
-  const QRgb want = qRgb(c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF);
-  int n = 0;
-  for (int y = 0; y < img.height(); ++y)
-    for (int x = 0; x < img.width(); ++x) n += (img.pixel(x, y) & 0xFFFFFF) == (want & 0xFFFFFF);
-  return n;
-}
-}  // namespace
-
 TEST_F(LiveForkTest, RunColoursShowWhereThePathsAreAndComeBackAfterTheRun) {
   TForkScene s = Build(3);
   s.States[2]->SetStateShape(ssSquare);
@@ -386,9 +386,13 @@ TEST_F(LiveForkTest, RunColoursShowWhereThePathsAreAndComeBackAfterTheRun) {
   Diagram->OnAfterStep = [&](TLiveDiagram*, TCustomLiveBlock*) { ++steps; };
   ASSERT_TRUE(Diagram->Run());
   QDeadlineTimer limit(20000);
+  int stepped = 1;
   while (steps < 5 && !limit.hasExpired()) {  // start, fork, three branch states
     QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    if (steps < 2) Diagram->Step();
+    if (steps == stepped && steps < 2) {  // one step given for each step seen
+      ++stepped;
+      Diagram->Step();
+    }
   }
   QImage running = Diagram->ExportAsBMP(esStandard);
   SaveForReview(running, "live_fork_running.png");
@@ -460,4 +464,42 @@ TEST_F(LiveForkTest, ALiveDiagramSurvivesItsTextForm) {
   while (copy.Running() && !limit.hasExpired())
     QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
   EXPECT_EQ(copy.MainPath().FExitCode, ecEnded);
+}
+
+TEST_F(LiveTest, AStateMachineStepsThroughItsStatesInSingleStepMode) {
+  auto* start = Add<TLiveStateStart>("Start", 40, 20);
+  auto* idle = Add<TLiveStateBlock>("Idle", 20, 140);
+  auto* measuring = Add<TLiveStateBlock>("Measuring", 260, 140);
+  measuring->SetStateShape(ssSquare);
+  auto* end = Add<TLiveStateEnd>("End", 280, 320);
+  int ticks = 0;
+  Count(idle, ticks);
+  Wire(start, 4, idle, 0);
+  Wire(idle, 2, measuring, 6, [&] { return ticks >= 2; });  // idle runs twice first
+  Wire<TLiveArc>(measuring, 4, end, 0);
+  for (TCustomLiveBlock* b : Diagram->LiveBlocks()) b->SetColor(0xF8E8D0);
+  Diagram->SetSingleStep(true);
+  std::vector<QString> visited;
+  Diagram->OnNodeChange = [&](TLiveDiagram*, TCustomLiveBlock*, TCustomLiveBlock* next) {
+    visited.push_back(next->Name());
+  };
+  ASSERT_TRUE(Diagram->Run());
+  QDeadlineTimer limit(20000);
+  size_t stepped = 0;
+  while (visited.size() < 4 && !limit.hasExpired()) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    if (visited.size() > stepped && visited.size() < 4) {  // one step for each step seen
+      stepped = visited.size();
+      Diagram->Step();
+    }
+  }
+  EXPECT_EQ(visited, (std::vector<QString>{"Start", "Idle", "Idle", "Measuring"}));
+  EXPECT_EQ(measuring->ControlState(), 1);
+  EXPECT_EQ(idle->ControlState(), 2);
+  SaveForReview(Diagram->ExportAsBMP(esStandard), "live_state_machine.png");
+  Diagram->SetSingleStep(false);
+  Diagram->Step();
+  ASSERT_TRUE(RunToEnd());
+  EXPECT_EQ(Diagram->MainPath().FExitCode, ecEnded);
+  EXPECT_EQ(visited.back(), "End");
 }
