@@ -645,6 +645,60 @@ bool TCustomLiveState::ReadOwnProp(const QByteArray& name, const TKvValue& v, TK
   return TCustomLiveBlock::ReadOwnProp(name, v, ctx) || StateProps().Read(*this, name, v, ctx);
 }
 
+namespace {
+
+const TKvPropTable<TExecutionPath>& PathProps() {
+  using P = TExecutionPath;
+  static const TKvPropTable<P> t = [] {
+    TKvPropTable<P> t;
+    auto name = [](TCustomLiveBlock* P::*node, QString P::*str) {
+      return [node, str](const P& p) { return p.*node ? (p.*node)->Name() : p.*str; };
+    };
+    t.Str("StartNode", name(&P::FStartNode, &P::FStartNodeStr),
+          [](P& p, const QString& v) { p.FStartNodeStr = v; });
+    t.Str("LastNode", name(&P::FLastNode, &P::FLastNodeStr),
+          [](P& p, const QString& v) { p.FLastNodeStr = v; });
+    t.Str("NextNode", name(&P::FNextNode, &P::FNextNodeStr),
+          [](P& p, const QString& v) { p.FNextNodeStr = v; });
+    t.Int(
+        "ExitCode", [](const P& p) { return p.FExitCode; },
+        [](P& p, int64_t v) { p.FExitCode = int32_t(v); }, 0);
+    t.Str(
+        "DataStr", [](const P& p) { return p.FDataStr; },
+        [](P& p, const QString& v) { p.FDataStr = v; });
+    return t;
+  }();
+  return t;
+}
+
+}  // namespace
+
+void TLiveForkBlock::WriteOwnProps(TKvBinaryWriter& w) const {
+  TCustomLiveBlock::WriteOwnProps(w);
+  auto* diagram = dynamic_cast<TLiveDiagram*>(FDiagram);
+  if (!diagram || !diagram->StreamForkPaths || FPaths.Count() == 0) return;
+  w.WritePropName("Paths");
+  w.BeginCollection();
+  for (int i = 0; i < FPaths.Count(); ++i) {
+    w.BeginItem();
+    PathProps().Write(*FPaths[i], w);
+    w.WriteListEnd();
+  }
+  w.WriteListEnd();
+}
+
+bool TLiveForkBlock::ReadOwnProp(const QByteArray& name, const TKvValue& v, TKvReadContext& ctx) {
+  if (name != "Paths") return TCustomLiveBlock::ReadOwnProp(name, v, ctx);
+  if (v.Type != vaCollection) return false;
+  while (FPaths.Count() > 0) FPaths.Delete(0);
+  for (const TKvCollectionItem& item : v.Items) {
+    TExecutionPath* path = FPaths.Add();
+    path->FFork = this;
+    for (const TKvProperty& p : item.Props) PathProps().Read(*path, p.Name, p.V(), ctx);
+  }
+  return true;
+}
+
 // ---- registry ----
 
 namespace {

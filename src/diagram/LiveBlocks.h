@@ -300,6 +300,9 @@ class TLiveForkBlock : public TCustomLiveBlock {
   void DoBeforeRun() override;
   void ExecuteEx(TExecuteNodeInfo& ExecInfo) override;
   void Loaded() override;
+  // The paths, by block name, when the diagram streams them.
+  void WriteOwnProps(TKvBinaryWriter& w) const override;
+  bool ReadOwnProp(const QByteArray& name, const TKvValue& v, TKvReadContext& ctx) override;
   virtual void DoThreadStart(TExecutionPath*) {}
   virtual void DoPathDone(TExecutionPath*) {}
 

@@ -445,8 +445,20 @@ TEST_F(LiveForkTest, ALiveDiagramSurvivesItsTextForm) {
   EXPECT_TRUE(text.contains("object Fork: TLiveForkBlock")) << text.left(400).constData();
   EXPECT_TRUE(text.contains("StateShape = ssSquare"));
 
+  EXPECT_FALSE(text.contains("Paths"));  // only when the diagram asks for them
+  ASSERT_TRUE(s.Fork->Link());
+  s.Fork->Paths()[1]->FDataStr = "second";
+  Diagram->StreamForkPaths = true;
+  const QByteArray withPaths = Diagram->SaveToBytes(true);
+  EXPECT_TRUE(withPaths.contains("StartNode = 'Branch1'")) << withPaths.constData();
+
   TLiveDiagram copy(Owner.get());
-  copy.LoadFromBytes(text, true);
+  copy.LoadFromBytes(withPaths, true);
+  auto* fork = dynamic_cast<TLiveForkBlock*>(copy.FindBlock(u"Fork"));
+  ASSERT_NE(fork, nullptr);
+  ASSERT_EQ(fork->Paths().Count(), 2);
+  EXPECT_EQ(fork->Paths()[1]->FStartNode, copy.FindBlock(u"Branch1"));
+  EXPECT_EQ(fork->Paths()[1]->FDataStr, "second");
   ASSERT_EQ(copy.BlockCount(), Diagram->BlockCount());
   auto* b0 = dynamic_cast<TLiveStateBlock*>(copy.FindBlock(u"Branch0"));
   auto* b1 = dynamic_cast<TLiveStateBlock*>(copy.FindBlock(u"Branch1"));
