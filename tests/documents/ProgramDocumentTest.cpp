@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include "../frame/AppModuleFixture.h"
+#include "KvGridView.h"
 #include "KvPortDevices.h"
 #include "KvStdActns.h"
 #include "LvxProgram.h"
