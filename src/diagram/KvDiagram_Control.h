@@ -3,6 +3,10 @@
 
 #include "KvDiagram_Items.h"
 
+class TKvBinaryWriter;
+struct TKvValue;
+struct TKvReadContext;
+
 // ---- Controls ----
 
 class TDiagramControl : public QObject {
@@ -117,6 +121,10 @@ class TDiagramControl : public QObject {
   virtual void CalcSize(TDgrCanvas&) {}
   // After a stream has filled the control in.
   virtual void Loaded() {}
+  // Properties a class adds to those of its family, written after them; ReadOwnProp answers
+  // false for a name that is none of them.
+  virtual void WriteOwnProps(TKvBinaryWriter&) const {}
+  virtual bool ReadOwnProp(const QByteArray&, const TKvValue&, TKvReadContext&) { return false; }
 
   // Link point marks (drawn by the diagram after the controls).
   void DrawLinkPoints(const TDiagramDrawInfo& info);

@@ -4,6 +4,8 @@
 #include <map>
 
 #include "KvDiagram.h"
+#include "LiveBlocks.h"
+#include "UmlBlocks.h"
 
 void TDiagramPersistent::Changed() {
   if (FDControl) FDControl->Redraw();
@@ -509,6 +511,8 @@ TRegDControls& RegDControls() {
     r.Register("TPolygonBlock", FactoryOf<TPolygonBlock>(), {}, "Polygon");
     r.Register("TDiagramArc", FactoryOf<TDiagramArc>(), {}, "Arc", lines);
     r.Register("TDiagramBezier", FactoryOf<TDiagramBezier>(), {}, "Bezier", lines);
+    KvRegisterLiveBlocks(r);
+    KvRegisterUmlBlocks(r);
     return r;
   }();
   return reg;

@@ -48,8 +48,6 @@ TCustomDiagramLine::TCustomDiagramLine(QObject* owner) : TDiagramControl(owner) 
   }
   FHandles.Add(0, 0, Qt::SizeAllCursor, 0, hsSize);
   FHandles.Add(100, 50, Qt::SizeAllCursor, 0, hsSize);
-  FSourceArrow = std::make_unique<TLineArrow>(this);
-  FTargetArrow = std::make_unique<TLineArrow>(this);
   HandlesToPoints(FHandles);
   RecalcTextCells();
 }
@@ -453,8 +451,8 @@ void TCustomDiagramLine::DrawLine(const TDiagramDrawInfo& info) {
       a.FDrawTo = FDiagram->ClientToCanvas(end);
       a.Draw(c, scale);
     };
-    arrow(*FSourceArrow, true);
-    arrow(*FTargetArrow, false);
+    arrow(SourceArrow(), true);
+    arrow(TargetArrow(), false);
   }
   c.RestoreDrawingState();
 }

@@ -38,8 +38,10 @@ class TCustomDiagramLine : public TDiagramControl {
   void SetOrientation2(TAnchorOrientation o);
   TTextCellsMode TextCellsMode() const { return FTextCellsMode; }
   void SetTextCellsMode(TTextCellsMode m);
-  TLineArrow& SourceArrow() { return *FSourceArrow; }
-  TLineArrow& TargetArrow() { return *FTargetArrow; }
+  // Made on first use through ArrowClass, so a subclass's arrows are the ones it asks for
+  // (a constructor cannot reach the subclass's override).
+  TLineArrow& SourceArrow() { return EnsureArrow(FSourceArrow); }
+  TLineArrow& TargetArrow() { return EnsureArrow(FTargetArrow); }
   // Places the two ends (client coordinates) and reroutes.
   void SetEnds(const TDot& source, const TDot& target);
   // Adds a route handle (polyline points) before the target.
@@ -105,6 +107,10 @@ class TCustomDiagramLine : public TDiagramControl {
   TDotArray CurvePoints(const TStretchHandles& handles) const;
   void DrawCrossBumps(TDotArray& path, size_t segment, double scale) const;
   void SyncEndsFromAnchors();
+  TLineArrow& EnsureArrow(std::unique_ptr<TLineArrow>& arrow) {
+    if (!arrow) arrow = ArrowClass();
+    return *arrow;
+  }
 
   TDotArray FPoints;
   TDotArray FSavePoints;  // the route at rest while the cursor route is painted

@@ -816,8 +816,8 @@ const Table<TCustomDiagramLine>& TKvControlFiler::LineProps() {
     const TDiagramLine fresh(nullptr);
     t.Nested("Pen", PenProps(fresh.FPen), [](L& l) -> TKvPen& { return l.FPen; });
     t.Nested("SelPen", PenProps(fresh.FSelPen), [](L& l) -> TKvPen& { return l.FSelPen; });
-    t.Nested("SourceArrow", ArrowProps(), [](L& l) -> TLineArrow& { return *l.FSourceArrow; });
-    t.Nested("TargetArrow", ArrowProps(), [](L& l) -> TLineArrow& { return *l.FTargetArrow; });
+    t.Nested("SourceArrow", ArrowProps(), [](L& l) -> TLineArrow& { return l.SourceArrow(); });
+    t.Nested("TargetArrow", ArrowProps(), [](L& l) -> TLineArrow& { return l.TargetArrow(); });
     t.Enum("LineStyle", LineStyles, KvGet(&L::FLineStyle), KvSet(&L::FLineStyle), {},
            [](const L& l) { return l.FLineStyle != DefaultLineStyle(l); });
     t.Enum("TextCellsMode", TextCellsModes, KvGet(&L::FTextCellsMode), KvSet(&L::FTextCellsMode),
@@ -880,6 +880,7 @@ void TKvControlFiler::WriteControl(const TDiagramControl& c, TKvBinaryWriter& w)
     BlockProps(KindOf(*b)).Write(*b, w);
   else if (auto* l = dynamic_cast<const TCustomDiagramLine*>(&c))
     LineProps().Write(*l, w);
+  c.WriteOwnProps(w);
   w.WriteListEnd();
   w.WriteListEnd();  // controls have no children
 }
@@ -890,6 +891,7 @@ void TKvControlFiler::ReadProperty(TDiagramControl& c, const TKvProperty& p, TKv
     known = BlockProps(KindOf(*b)).Read(*b, p.Name, p.V(), ctx);
   else if (auto* l = dynamic_cast<TCustomDiagramLine*>(&c))
     known = LineProps().Read(*l, p.Name, p.V(), ctx);
+  if (!known) known = c.ReadOwnProp(p.Name, p.V(), ctx);
   if (!known) KvNoSuchProperty(p.Name);
 }
 

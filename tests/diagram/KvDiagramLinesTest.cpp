@@ -169,3 +169,31 @@ TEST_F(DiagramTest, LineTextCellsFollowTheMode) {
   EXPECT_EQ(line->TextCells().Count(), 5);
   EXPECT_EQ(line->TextCells()[1]->Width, 400);
 }
+
+namespace {
+// An arrow that counts its drawings, made by a line through the arrow-class hook.
+struct TCountingArrow : TLineArrow {
+  using TLineArrow::TLineArrow;
+  void Draw(TDgrCanvas& canvas, double scale) const override {
+    ++Draws;
+    TLineArrow::Draw(canvas, scale);
+  }
+  mutable int Draws = 0;
+};
+struct TCountingArrowLine : TDiagramLine {
+  using TDiagramLine::TDiagramLine;
+  std::unique_ptr<TLineArrow> ArrowClass() override {
+    return std::make_unique<TCountingArrow>(this);
+  }
+};
+}  // namespace
+
+TEST_F(DiagramTest, LinesTakeTheirArrowsFromTheArrowClassHook) {
+  auto* line = AddLine<TCountingArrowLine>({10, 10}, {200, 100});
+  auto* target = dynamic_cast<TCountingArrow*>(&line->TargetArrow());
+  ASSERT_NE(target, nullptr);
+  ASSERT_NE(dynamic_cast<TCountingArrow*>(&line->SourceArrow()), nullptr);
+  line->TargetArrow().Shape = asSolidArrow;
+  Render();
+  EXPECT_EQ(target->Draws, 1);
+}

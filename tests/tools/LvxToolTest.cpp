@@ -167,6 +167,34 @@ TEST_F(LvxToolTest, DiagramRenderDrawsTheScene) {
   EXPECT_LT(mid.red(), 40);
 }
 
+TEST_F(LvxToolTest, DiagramRenderDrawsLiveAndUmlBlocks) {
+  const QString in = Write("live.dgr",
+                           "object TKvDiagram\n"
+                           "  object Running: TLiveStateBlock\n"
+                           "    Left = 10.0\n    Top = 10.0\n    Width = 100.0\n"
+                           "    Height = 100.0\n    Color = clLime\n"
+                           "    StateShape = ssSquare\n    OneShot = True\n  end\n"
+                           "  object Shape: TUMLBaseClassBlock\n"
+                           "    Left = 200.0\n    Top = 10.0\n    ClassTitle = 'Shape'\n"
+                           "    Stereotype = 'interface'\n  end\n"
+                           "  object Uses: TUMLGenericLine\n    LineType = ultUses\n  end\n"
+                           "end\n");
+  const QString text = Dir.filePath("again.dgr"), png = Dir.filePath("live.png");
+  ASSERT_EQ(RunTool({"diagram", "convert", in, text}).Code, 0);
+  QFile t(text);
+  ASSERT_TRUE(t.open(QIODevice::ReadOnly));
+  const QByteArray again = t.readAll();
+  EXPECT_TRUE(again.contains("StateShape = ssSquare")) << again.constData();
+  EXPECT_TRUE(again.contains("LineType = ultUses"));
+  EXPECT_TRUE(again.contains("Stereotype = 'interface'"));
+  const TRun r = RunTool({"diagram", "render", in, png});
+  ASSERT_EQ(r.Code, 0) << r.Err.toStdString();
+  QImage img(png);
+  ASSERT_FALSE(img.isNull());
+  // The square state keeps its colour: lime in its middle.
+  EXPECT_EQ(img.pixelColor(50, 50), QColor(Qt::green));
+}
+
 // Four labelled blocks, one on each page of a two by two grid of A4 pages (25 mm margins
 // leave about 605 by 934 pixels a page).
 QByteArray FourPageScene() {
