@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QStyle>
 #include <QToolButton>
+#include <algorithm>
 
 TKvGridNavigator::TKvGridNavigator(QWidget* parent) : QWidget(parent) {
   auto layout = new QHBoxLayout(this);
@@ -28,11 +29,14 @@ TKvGridNavigator::TKvGridNavigator(QWidget* parent) : QWidget(parent) {
   }
   FInfo = new QLabel(this);
   FInfo->setObjectName("NavigatorInfoPanel");
-  FInfo->setMinimumWidth(160);
   FInfo->setFrameShape(QFrame::StyledPanel);
-  // Opaque, so that its text changing with every reading repaints the label only and not
-  // the panels behind it.
+  // The text changes with every reading. A label of fixed size and opaque asks no layout
+  // of the window to be redone and repaints only itself; otherwise each reading would
+  // repaint the whole tab around the grid.
   FInfo->setAutoFillBackground(true);
+  FInfo->setFixedSize(
+      std::max(160, FInfo->fontMetrics().horizontalAdvance("Record 88888888 of 88888888") + 12),
+      FInfo->sizeHint().height());
   layout->addSpacing(6);
   layout->addWidget(FInfo);
   layout->addStretch(1);

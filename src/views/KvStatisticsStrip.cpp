@@ -12,6 +12,8 @@ TKvStatisticsStrip::TKvStatisticsStrip(TKvMemTable& dataSet, TKvMemTableModel& m
       "Acoustic statistics of the rows shown: Leq is the energy mean, LN the level exceeded by "
       "N % of the readings");
   setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+  // It paints all of itself with every reading; the panels behind need not.
+  setAttribute(Qt::WA_OpaquePaintEvent);
   connect(&model, &TKvMemTableModel::RowsChanged, this, [this](int event, int position) {
     if (TKvDataEvent(event) == TKvDataEvent::deRecordInserted)
       ReadingShown(position);
