@@ -46,7 +46,7 @@ rm -rf "$corpus"
 # The document reader under libFuzzer (clang, ASan, UBSan), seeded with real documents; a
 # finding stops the run and leaves its input in build-fuzz-documents/ for a regression test.
 CC=clang CXX=clang++ cmake -S tests/documents/fuzz -B build-fuzz-documents -G Ninja >/dev/null
-cmake --build build-fuzz-documents -j "$jobs"
+cmake --build build-fuzz-documents -j "$jobs" --target fuzz_document_reader
 fuzz_work=$(mktemp -d)
 trap 'rm -rf "$fuzz_work"' EXIT
 build-fuzz-documents/fuzz_document_reader -max_total_time=60 -rss_limit_mb=2048 -timeout=10 \
