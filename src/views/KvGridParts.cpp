@@ -8,7 +8,8 @@
 #include <QToolButton>
 #include <algorithm>
 
-TKvGridNavigator::TKvGridNavigator(QWidget* parent) : QWidget(parent) {
+TKvGridNavigator::TKvGridNavigator(QWidget* parent)
+    : QWidget(parent), FInfoRepaint(this, KvLiveRepaintMs, [this] { ShowInfo(); }) {
   auto layout = new QHBoxLayout(this);
   layout->setContentsMargins(0, 2, 0, 2);
   layout->setSpacing(1);
@@ -44,8 +45,9 @@ TKvGridNavigator::TKvGridNavigator(QWidget* parent) : QWidget(parent) {
 }
 
 void TKvGridNavigator::SetInfo(int recNo, int count) {
-  FInfo->setText(count > 0 && recNo >= 0 ? QString("Record %1 of %2").arg(recNo + 1).arg(count)
-                                         : QString());
+  FInfoText =
+      count > 0 && recNo >= 0 ? QString("Record %1 of %2").arg(recNo + 1).arg(count) : QString();
+  FInfoRepaint.Request();
   FButtons[nbFirst]->setEnabled(recNo > 0);
   FButtons[nbPriorPage]->setEnabled(recNo > 0);
   FButtons[nbPrior]->setEnabled(recNo > 0);
@@ -55,11 +57,15 @@ void TKvGridNavigator::SetInfo(int recNo, int count) {
 }
 
 QString TKvGridNavigator::InfoText() const {
-  return FInfo->text();
+  return FInfoText;
+}
+
+void TKvGridNavigator::ShowInfo() {
+  FInfo->setText(FInfoText);
 }
 
 TKvGridFooter::TKvGridFooter(QHeaderView* header, QWidget* parent)
-    : QWidget(parent), FHeader(header) {
+    : QWidget(parent), FHeader(header), FRepaint(this, KvLiveRepaintMs, [this] { update(); }) {
   setAttribute(Qt::WA_OpaquePaintEvent);
   connect(header, &QHeaderView::sectionResized, this, [this] { update(); });
   connect(header, &QHeaderView::geometriesChanged, this, [this] { update(); });
@@ -69,7 +75,7 @@ TKvGridFooter::TKvGridFooter(QHeaderView* header, QWidget* parent)
 void TKvGridFooter::SetText(int column, const QString& text) {
   if (FTexts[column] == text) return;
   FTexts[column] = text;
-  update();
+  FRepaint.Request();
 }
 
 QString TKvGridFooter::Text(int column) const {

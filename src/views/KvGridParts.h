@@ -1,8 +1,11 @@
 #pragma once
 // The parts a data grid has around its rows: a navigator with the record info, and a footer
-// whose summary cells stand under their columns.
+// whose summary cells stand under their columns. Both change with every reading and repaint
+// a few times a second at most.
 #include <QWidget>
 #include <map>
+
+#include "KvRepaintThrottle.h"
 
 class QHeaderView;
 class QLabel;
@@ -22,8 +25,11 @@ class TKvGridNavigator : public QWidget {
   void Moved(TKvGridNavigator::TMove move);
 
  private:
+  void ShowInfo();
   QToolButton* FButtons[nbLast + 1];
   QLabel* FInfo;
+  QString FInfoText;
+  TKvRepaintThrottle FInfoRepaint;
 };
 
 class TKvGridFooter : public QWidget {
@@ -40,4 +46,5 @@ class TKvGridFooter : public QWidget {
  private:
   QHeaderView* FHeader;
   std::map<int, QString> FTexts;
+  TKvRepaintThrottle FRepaint;
 };

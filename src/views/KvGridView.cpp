@@ -5,17 +5,14 @@
 #include <QPainter>
 #include <QScrollBar>
 #include <algorithm>
-
-namespace {
-// A few repaints a second read as live; more only cost the recording's main thread.
-constexpr int ModelRepaintMs = 250;
-}  // namespace
+#include <cmath>
 
 TKvGridView::TKvGridView(QWidget* parent)
     : QAbstractItemView(parent),
       FHeader(new QHeaderView(Qt::Horizontal, this)),
       FRowHeight(fontMetrics().height() + 6),
-      FRepaint(this, ModelRepaintMs, [this] { Repaint(); }) {
+      FRepaint(this, KvLiveRepaintMs, [this] { Repaint(); }),
+      FStockDelegate(itemDelegate()) {
   FHeader->setSectionsClickable(true);
   connect(FHeader, &QHeaderView::sectionResized, this, [this] {
     updateGeometries();
@@ -326,10 +323,49 @@ void TKvGridView::PaintRow(QPainter& painter, const QStyleOptionViewItem& base, 
     option.rect = QRect(x, y, w, FRowHeight);
     const QModelIndex index = logical == 0 ? rowIndex : rowIndex.siblingAtColumn(logical);
     style()->drawPrimitive(QStyle::PE_PanelItemViewRow, &option, &painter, this);
-    itemDelegateForIndex(index)->paint(&painter, option, index);
+    if (!PaintTextCell(painter, option, index))
+      itemDelegateForIndex(index)->paint(&painter, option, index);
   }
   if (current && hasFocus()) {
     painter.setPen(QPen(palette().color(QPalette::Highlight).darker(130), 1, Qt::DotLine));
     painter.drawRect(QRect(0, y, std::min(width, FHeader->length()) - 1, FRowHeight - 1));
   }
+}
+
+bool TKvGridView::PaintTextCell(QPainter& painter, const QStyleOptionViewItem& option,
+                                const QModelIndex& index) {
+  if (itemDelegateForIndex(index) != FStockDelegate) return false;
+  if (index.data(Qt::CheckStateRole).isValid()) return false;
+  const QString text = index.data(Qt::DisplayRole).toString();
+  const QStaticText& prepared = FTexts.Get(text, font());
+  // The margins the style gives item text.
+  const int margin = style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1;
+  const QRect room = option.rect.adjusted(margin, 0, -margin, 0);
+  const QSizeF size = prepared.size();
+  if (size.width() > room.width()) return false;
+
+  style()->drawPrimitive(QStyle::PE_PanelItemViewItem, &option, &painter, this);
+  const QVariant alignment = index.data(Qt::TextAlignmentRole);
+  const Qt::Alignment align = QStyle::visualAlignment(
+      layoutDirection(), alignment.isValid() ? Qt::Alignment(alignment.toInt())
+                                             : Qt::Alignment(Qt::AlignLeft | Qt::AlignVCenter));
+  qreal x = room.left();
+  if (align & Qt::AlignRight)
+    x = room.right() + 1 - size.width();
+  else if (align & Qt::AlignHCenter)
+    x = room.left() + (room.width() - size.width()) / 2;
+  qreal y = room.top() + (room.height() - size.height()) / 2;
+  if (align & Qt::AlignTop)
+    y = room.top();
+  else if (align & Qt::AlignBottom)
+    y = room.bottom() + 1 - size.height();
+
+  const QPalette::ColorGroup group = !(option.state & QStyle::State_Enabled) ? QPalette::Disabled
+                                     : (option.state & QStyle::State_Active) ? QPalette::Normal
+                                                                             : QPalette::Inactive;
+  painter.setPen(option.palette.color(
+      group, option.state & QStyle::State_Selected ? QPalette::HighlightedText : QPalette::Text));
+  painter.setFont(font());
+  painter.drawStaticText(QPointF(std::floor(x), std::floor(y)), prepared);
+  return true;
 }

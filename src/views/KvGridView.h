@@ -6,10 +6,12 @@
 // vertical scroll bar counts rows; columns come from a horizontal header as usual. Repaints
 // caused by the model (a reading, the cursor following it) are throttled; those the user
 // causes are not. Rows arriving at the top of a view scrolled to the top move the rows
-// shown down by their pixels, so only the new rows are drawn.
+// shown down by their pixels, so only the new rows are drawn. Plain text cells are drawn from
+// prepared text, as the stock delegate would draw them.
 #include <QAbstractItemView>
 
 #include "KvRepaintThrottle.h"
+#include "KvTextCache.h"
 
 class QHeaderView;
 
@@ -59,6 +61,10 @@ class TKvGridView : public QAbstractItemView {
   int LastColumn() const;
   QRect RowsRect(int top, int bottom) const;
   void PaintRow(QPainter& painter, const QStyleOptionViewItem& base, int row, int y);
+  // False when the cell needs the delegate: a check box, text too wide for the cell, or a
+  // delegate of the view's owner.
+  bool PaintTextCell(QPainter& painter, const QStyleOptionViewItem& option,
+                     const QModelIndex& index);
   void Repaint();
   void ModelChanged(bool whole);
   // Rows 0 to bottom (as numbered now) need drawing.
@@ -72,4 +78,6 @@ class TKvGridView : public QAbstractItemView {
   QHeaderView* FHeader;
   int FRowHeight;
   TKvRepaintThrottle FRepaint;
+  QAbstractItemDelegate* FStockDelegate;
+  TKvTextCache FTexts;
 };

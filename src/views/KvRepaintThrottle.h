@@ -9,6 +9,9 @@
 class QObject;
 class TKvTimer;
 
+// A few repaints a second read as live; more only cost a recording's main thread.
+constexpr int KvLiveRepaintMs = 250;
+
 class TKvRepaintThrottle {
  public:
   TKvRepaintThrottle(QObject* owner, int intervalMs, std::function<void()> repaint);

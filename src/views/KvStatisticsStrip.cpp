@@ -1,13 +1,14 @@
 #include "KvStatisticsStrip.h"
 
 #include <QPainter>
+#include <algorithm>
 
 #include "KvMemTable.h"
 #include "KvMemTableModel.h"
 
 TKvStatisticsStrip::TKvStatisticsStrip(TKvMemTable& dataSet, TKvMemTableModel& model,
                                        QWidget* parent)
-    : QWidget(parent), FDataSet(dataSet) {
+    : QWidget(parent), FDataSet(dataSet), FRepaint(this, KvLiveRepaintMs, [this] { update(); }) {
   setToolTip(
       "Acoustic statistics of the rows shown: Leq is the energy mean, LN the level exceeded by "
       "N % of the readings");
@@ -61,11 +62,31 @@ void TKvStatisticsStrip::Show() {
             level(s.Percentile(10)),
             level(s.Percentile(50)),
             level(s.Percentile(90))};
-  update();
+  FRepaint.Request();
+}
+
+std::vector<int> TKvStatisticsStrip::SlotWidths(int available) const {
+  QFont bold = font();
+  bold.setBold(true);
+  const QFontMetrics plain(font()), strong(bold);
+  const QString longest[] = {"88888888", "888d 88:88:88", "188.8 dB"};
+  std::vector<int> widths;
+  int used = 0;
+  for (int i = 0; i < Captions().size(); ++i) {
+    const QString& text = longest[std::min(i, 2)];
+    widths.push_back(plain.horizontalAdvance(Captions()[i] + " ") + strong.horizontalAdvance(text) +
+                     12);
+    used += widths.back();
+  }
+  const int spare = std::max(0, available - used) / int(widths.size());
+  for (int& w : widths) w += spare;
+  return widths;
 }
 
 QSize TKvStatisticsStrip::sizeHint() const {
-  return QSize(600, fontMetrics().height() + 8);
+  int width = 0;
+  for (int w : SlotWidths(0)) width += w;
+  return QSize(width, fontMetrics().height() + 8);
 }
 
 void TKvStatisticsStrip::paintEvent(QPaintEvent*) {
@@ -76,9 +97,10 @@ void TKvStatisticsStrip::paintEvent(QPaintEvent*) {
   QFont bold = font();
   bold.setBold(true);
   const QFontMetrics plain(font());
-  const int slot = width() / int(Captions().size());
+  const std::vector<int> room = SlotWidths(width() - 6);
+  int x = 6;
   for (int i = 0; i < Captions().size(); ++i) {
-    const int x = i * slot + 6;
+    const int slot = room[i];
     const QString caption = Captions()[i] + " ";
     p.setFont(font());
     p.setPen(palette().placeholderText().color());
@@ -88,5 +110,6 @@ void TKvStatisticsStrip::paintEvent(QPaintEvent*) {
     p.setPen(palette().text().color());
     p.drawText(r.adjusted(plain.horizontalAdvance(caption), 0, 0, 0),
                Qt::AlignLeft | Qt::AlignVCenter, FTexts[i]);
+    x += slot;
   }
 }

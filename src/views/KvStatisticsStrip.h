@@ -5,8 +5,10 @@
 #include <QStringList>
 #include <QWidget>
 #include <optional>
+#include <vector>
 
 #include "KvLevelTally.h"
+#include "KvRepaintThrottle.h"
 
 class TKvMemTable;
 class TKvMemTableModel;
@@ -35,10 +37,13 @@ class TKvStatisticsStrip : public QWidget {
 
  private:
   void Show();
+  // Each figure gets the room its longest text needs; what is left is shared out evenly.
+  std::vector<int> SlotWidths(int available) const;
 
   TKvMemTable& FDataSet;
   std::optional<TKvLevelReader> FReader;  // made again at each recount
   TKvLevelTally FTally;
   TKvLevelStatistics FStats;
   QStringList FTexts;
+  TKvRepaintThrottle FRepaint;
 };

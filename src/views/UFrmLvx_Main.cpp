@@ -12,9 +12,6 @@
 #include <QSignalBlocker>
 #include <QStatusBar>
 #include <QTabWidget>
-#include <QTextBlock>
-#include <QTextCursor>
-#include <QTextDocument>
 #include <QToolBar>
 #include <QVBoxLayout>
 
@@ -24,6 +21,7 @@
 #include "KvFormStorage.h"
 #include "KvGlobalInfo.h"
 #include "KvLib.h"
+#include "KvLiveMemo.h"
 #include "KvNavBar.h"
 #include "KvStdActns.h"
 #include "KvSys_Helper.h"
@@ -223,7 +221,9 @@ QWidget* TFrmKvMain::BuildTabs() {
   auto comData = new QVBoxLayout(dxLayoutControl1Group_ComData1);
   cxButtonClear = new QPushButton("Clear", dxLayoutControl1Group_ComData1);
   cxButtonClear->setObjectName("cxButtonClear");
-  cxMemo_ComData = new QPlainTextEdit(dxLayoutControl1Group_ComData1);
+  // Days of recording would grow the memo by a gigabyte a day: the oldest lines go beyond the
+  // bound.
+  cxMemo_ComData = new TKvLiveMemo(MemoMaxLines, dxLayoutControl1Group_ComData1);
   cxMemo_ComData->setObjectName("cxMemo_ComData");
   cxMemo_ComData->setLineWrapMode(QPlainTextEdit::NoWrap);
   QFont courier("Courier New");
@@ -416,10 +416,7 @@ void TFrmKvMain::JvTimerList1Events3Timer() {
   }
   text.replace("\r\n", "\n");
 
-  QTextCursor top(cxMemo_ComData->document());
-  top.movePosition(QTextCursor::Start);
-  top.insertText(cxMemo_ComData->document()->isEmpty() ? text : text + '\n');
-  TrimMemo();
+  cxMemo_ComData->Prepend(text);
 
   if (DmKv_COM_Commander && DmKv_COM_Commander->IsRecording() && FrmDxTable) {
     FrmDxTable->AddData(data);
@@ -428,20 +425,8 @@ void TFrmKvMain::JvTimerList1Events3Timer() {
   if (FrmDxLvxDisplay) FrmDxLvxDisplay->Data2Display(data);
 }
 
-void TFrmKvMain::TrimMemo() {
-  // Days of recording would grow the hidden memo by a gigabyte a day: the oldest lines,
-  // at the bottom, go beyond the bound.
-  QTextDocument* doc = cxMemo_ComData->document();
-  const int excess = doc->blockCount() - MemoMaxLines;
-  if (excess <= 0) return;
-  QTextCursor cut(doc->findBlockByNumber(MemoMaxLines - 1));
-  cut.movePosition(QTextCursor::EndOfBlock);
-  cut.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
-  cut.removeSelectedText();
-}
-
 void TFrmKvMain::cxButtonClearClick() {
-  cxMemo_ComData->clear();
+  cxMemo_ComData->Clear();
 }
 
 // ---------------------------------------------------------------------------------------

@@ -14,7 +14,7 @@ class QCheckBox;
 class QComboBox;
 class QFrame;
 class QLabel;
-class QPlainTextEdit;
+class TKvLiveMemo;
 class QPushButton;
 class QStatusBar;
 class QTabWidget;
@@ -51,7 +51,7 @@ class TFrmKvMain : public QMainWindow {
   QFrame* cxGroupBox_Chart;
   QWidget* dxLayoutControl1Group_ComData1;
   QPushButton* cxButtonClear;
-  QPlainTextEdit* cxMemo_ComData;
+  TKvLiveMemo* cxMemo_ComData;
   QFrame* ShapeBrevik;
   QStatusBar* dxStatusBar;
   TKvTimerList* JvTimerList1;
@@ -94,7 +94,6 @@ class TFrmKvMain : public QMainWindow {
   void CreatePanels();
   void SetupChannels();
   void Log(const QString& msg);
-  void TrimMemo();
 
   mutable std::mutex FCopyLock;
   TKvUniqueData dDataCpy;  // guarded by FCopyLock

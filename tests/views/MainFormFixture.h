@@ -1,13 +1,13 @@
 #pragma once
 // The main window on the virtual clock with the application module, a commander on a
 // replayed stream and views that note every call, all in a temporary folder.
-#include <QPlainTextEdit>
 #include <QWidget>
 #include <memory>
 
 #include "../frame/AppModuleFixture.h"
 #include "../instrument/InstrumentFixture.h"
 #include "KvDockedViews.h"
+#include "KvLiveMemo.h"
 #include "UFrmLvx_Main.h"
 
 // One stand-in form for whichever view it is registered as; calls go to a shared list.
@@ -74,10 +74,7 @@ class MainFormTest : public AppModuleTest {
     d.dVal = level;
     Commander->OnDataReceived(Commander.get(), QString("raw %1\r\ndec %1").arg(level), d);
   }
-  QStringList MemoLines() const {
-    const QString text = Main->cxMemo_ComData->toPlainText();
-    return text.isEmpty() ? QStringList() : text.split('\n');
-  }
+  QStringList MemoLines() const { return Main->cxMemo_ComData->Lines(); }
   bool DisplayEventOn() const { return (*Main->JvTimerList1)[TFrmKvMain::DisplayEvent]->Enabled(); }
 
   TKvStreamPort Port{1};

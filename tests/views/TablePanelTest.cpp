@@ -1,6 +1,7 @@
 // The table panel as the program docks it: the grid over the measurement table, its
 // filter, navigator, footer average and clearing. The chart's own rules are in
 // ChartPanelTest; the table engine's filter mechanics in the documents suite.
+#include <QLabel>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTabWidget>
@@ -8,7 +9,9 @@
 
 #include "KvColumnFilter.h"
 #include "KvGridParts.h"
+#include "KvLiveMemo.h"
 #include "KvMemTableModel.h"
+#include "KvStatisticsStrip.h"
 #include "PanelsFixture.h"
 
 namespace {
@@ -85,16 +88,19 @@ TEST_F(PanelsTest, RecordingRepaintsTheGridAFewTimesASecondAndLeavesItRight) {
   QApplication::processEvents();
   EXPECT_FALSE(grid->RepaintPending());
 
-  const QImage onScreen =
-      QGuiApplication::primaryScreen()
-          ->grabWindow(Main->winId())
-          .toImage()
-          .copy(QRect(grid->viewport()->mapTo(Main.get(), QPoint(0, 0)), grid->viewport()->size()))
-          .convertToFormat(QImage::Format_RGB32);
-  const QImage fresh = grid->viewport()->grab().toImage().convertToFormat(QImage::Format_RGB32);
-  ASSERT_EQ(onScreen.size(), fresh.size());
-  EXPECT_TRUE(onScreen == fresh);
+  // What is on screen is what a fresh paint shows, for the grid and for the footer average
+  // and the statistics strip that change with it.
+  const QImage window = QGuiApplication::primaryScreen()->grabWindow(Main->winId()).toImage();
+  for (QWidget* part : {grid->viewport(), static_cast<QWidget*>(Table->Footer),
+                        static_cast<QWidget*>(Table->StatisticsStrip)}) {
+    const QImage onScreen = window.copy(QRect(part->mapTo(Main.get(), QPoint(0, 0)), part->size()))
+                                .convertToFormat(QImage::Format_RGB32);
+    const QImage fresh = part->grab().toImage().convertToFormat(QImage::Format_RGB32);
+    ASSERT_EQ(onScreen.size(), fresh.size());
+    EXPECT_TRUE(onScreen == fresh) << part->metaObject()->className();
+  }
   EXPECT_EQ(Cell(0, 1), "10:01:05");
+  EXPECT_EQ(Table->findChild<QLabel*>("NavigatorInfoPanel")->text(), "Record 1 of 66");
 }
 
 TEST_F(PanelsTest, NullAndNaNLevelsNeverSpoilTheAverageAndAnEmptySetHasNone) {
@@ -203,6 +209,22 @@ TEST_F(PanelsTest, TheRawMemoKeepsOnlyTheNewestLines) {
   EXPECT_EQ(lines.size(), TFrmKvMain::MemoMaxLines);
   EXPECT_EQ(lines.first(), "raw");
   EXPECT_EQ(lines[1].toStdString(), QString("dec %1").arg(50 + (readings - 1) % 40).toStdString());
+
+  // The hidden memo keeps its lines aside; shown, it holds the same lines and then follows
+  // each reading itself.
+  TKvLiveMemo* memo = Main->cxMemo_ComData;
+  EXPECT_TRUE(memo->toPlainText().isEmpty());
+  Main->dxLayoutControl1GroupMain->setTabVisible(TFrmKvMain::TabComData, true);
+  Main->dxLayoutControl1GroupMain->setCurrentIndex(TFrmKvMain::TabComData);
+  ASSERT_TRUE(memo->isVisible());
+  EXPECT_EQ(memo->toPlainText().split('\n'), lines);
+  Record(77, 1);
+  EXPECT_EQ(memo->toPlainText().split('\n'), MemoLines());
+  EXPECT_EQ(MemoLines().size(), TFrmKvMain::MemoMaxLines);
+  EXPECT_EQ(MemoLines()[1], "dec 77");
+  Main->cxButtonClear->click();
+  EXPECT_TRUE(MemoLines().isEmpty());
+  EXPECT_TRUE(memo->toPlainText().isEmpty());
 }
 
 // Values typed into a column filter are read in the regional settings of the user.
