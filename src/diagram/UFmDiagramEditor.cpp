@@ -17,6 +17,7 @@
 #include "UDgrGridProperties.h"
 #include "UDgrLayerManager.h"
 #include "UDgrLibraryManagerEditor.h"
+#include "UDgrLiveRun.h"
 #include "UDmDgrEditorActions.h"
 #include "UFmLibItemEditor.h"
 #include "UFormDgrBlockProperties.h"
@@ -123,6 +124,7 @@ void TfmDiagramEditor::FormCreate() {
   // A control kept in a library joins the palette at once.
   connect(FActions->Action("acAddLibrary"), &QAction::triggered, this,
           [this] { DiagramButtons->Fill(); });
+  FActions->LiveRun()->OnChange = [this] { UpdateControls(); };
 
   // The docks: the palette on the left, the right one kept for panels that join later.
   FLeftDockPanel = new QDockWidget(QStringLiteral("Objects"), FFrame);
@@ -150,6 +152,9 @@ void TfmDiagramEditor::FormCreate() {
   lbModified = new QLabel(FFrame);
   lbModified->setObjectName(QStringLiteral("lbModified"));
   FFrame->statusBar()->addWidget(lbModified);
+  lbRunState = new QLabel(FFrame);
+  lbRunState->setObjectName(QStringLiteral("lbRunState"));
+  FFrame->statusBar()->addWidget(lbRunState, 1);
   UpdateControls();
   UpdateCaption();
 }
@@ -193,6 +198,7 @@ void TfmDiagramEditor::CreateMenus() {
   for (int i = 1; i <= BlocksAlignmentCount; ++i)
     arrange << QStringLiteral("DiagramAlign%1").arg(i);
   menu("&Arrange", arrange);
+  menu("&Run", {"acRunDiagram", "acStepDiagram", "acStopDiagram"});
 }
 
 void TfmDiagramEditor::CreateSelectors() {
@@ -230,7 +236,8 @@ void TfmDiagramEditor::CreateToolBars() {
   tbStandard =
       bar("tbStandard", {"acNewDiagram", "acOpenDiagram", "acSaveDiagram", "", "acPrintDiagram",
                          "acPreviewDiagram", "", "DiagramCut1", "DiagramCopy1", "DiagramPaste1",
-                         "DiagramDelete1", "", "DiagramUndoAction1", "DiagramRedoAction1", ""});
+                         "DiagramDelete1", "", "DiagramUndoAction1", "DiagramRedoAction1", "",
+                         "acRunDiagram", "acStepDiagram", "acStopDiagram", ""});
   tbStandard->addWidget(cbZoom);
   FFrame->addToolBarBreak();
   tbFormat = bar("tbFormat", {});
@@ -311,6 +318,9 @@ void TfmDiagramEditor::UpdateControls() {
   cbZoom->setEditText(QStringLiteral("%1%").arg(FDiagram->Zoom()));
   if (first) cbFontSize->setEditText(QString::number(first->Font().Size));
   cbFontSize->setEnabled(first != nullptr);
+  // Nothing joins a scene whose blocks the run is on.
+  DiagramButtons->setEnabled(!FActions->LiveRun()->Running());
+  lbRunState->setText(FActions->LiveRun()->StatusText());
   UpdateCaption();
   FUpdating = false;
 }
@@ -350,6 +360,8 @@ void TfmDiagramEditor::FontSizeChosen(const QString& text) {
 }
 
 void TfmDiagramEditor::done(int result) {
+  // No path thread outlives the window, and a save does not catch the run colours.
+  FActions->LiveRun()->Stop();
   if (!FActions->CloseQuery()) return;
   if (OnCloseDesigner) OnCloseDesigner(this);
   QDialog::done(result);
