@@ -46,8 +46,8 @@ void TForkThread::run() {
       if (FDiagram->SingleStep())
         FDiagram->WaitForStep(steps, FTerminated);
       else
-        FDiagram->PauseBetweenSteps(std::max(int(0.6 * double(took.elapsed())), FDiagram->StepPause.load()),
-                                    FTerminated);
+        FDiagram->PauseBetweenSteps(
+            std::max(int(0.6 * double(took.elapsed())), FDiagram->StepPause.load()), FTerminated);
     }
     if (error == lsJoinReached) return Finish(ecAtJoin);
     if (error == lsEndReached) return Finish(ecEnded);

@@ -92,15 +92,16 @@ void TDgrLiveRun::Start(bool singleStep) {
   OpenUnhandledWires();
   FDiagram->StepPause = StepPause;
   FDiagram->SetSingleStep(singleStep);
-  Lock(true);
+  // A refused run leaves the scene as it was, selection included.
   if (!FDiagram->Run()) {
-    Lock(false);
     const TCustomLiveBlock* unlinked = FDiagram->UnlinkedBlock();
-    SetStatus(unlinked
-                  ? QStringLiteral("The diagram cannot run: %1 is not linked.").arg(Quoted(unlinked))
-                  : QStringLiteral("The diagram cannot run: it has no start state."));
+    SetStatus(
+        unlinked ? QStringLiteral("The diagram cannot run: %1 is not linked.").arg(Quoted(unlinked))
+                 : QStringLiteral("The diagram cannot run: it has no start state."));
     return;
   }
+  // The first step is only queued to this thread: the lock is in place before it is taken.
+  Lock(true);
   SetStatus(QStringLiteral("Running."));
 }
 
@@ -136,9 +137,8 @@ void TDgrLiveRun::RunEnded(const TExecutionPath& path) {
   if (FStopAsked || code == ecNotFinished) {
     SetStatus(QStringLiteral("Run stopped after %1 steps.").arg(FSteps));
   } else if (code == ecEnded || code == ecAtJoin) {
-    SetStatus(QStringLiteral("Run ended at %1 after %2 steps.")
-                  .arg(Quoted(path.FLastNode))
-                  .arg(FSteps));
+    SetStatus(
+        QStringLiteral("Run ended at %1 after %2 steps.").arg(Quoted(path.FLastNode)).arg(FSteps));
   } else if (code == ecParked) {
     SetStatus(QStringLiteral("Run parked at %1.").arg(Quoted(path.FLastNode)));
   } else {

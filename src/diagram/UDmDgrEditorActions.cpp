@@ -592,8 +592,7 @@ void TdmDgrEditorActions::CreateRunActions() {
   auto command = [&](const char* name, const char* caption, const QKeySequence& key,
                      void (TDgrLiveRun::*perform)(), bool (TDgrLiveRun::*test)() const) {
     TDiagramAction* a = Make(
-        L, name, caption, [this, perform](TKvDiagram&) { (FLiveRun->*perform)(); },
-        key);
+        L, name, caption, [this, perform](TKvDiagram&) { (FLiveRun->*perform)(); }, key);
     a->OnTest = [this, test](TKvDiagram&) { return (FLiveRun->*test)(); };
     a->WhileRunning = true;
   };

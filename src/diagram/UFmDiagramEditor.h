@@ -1,7 +1,8 @@
 #pragma once
 // The designer window around a diagram of its own: menus and tool bars over the action module,
 // the palette of insertable objects in a dock, the layer, zoom and font size selectors, the
-// "Modified" status and the state of a live diagram's run. TDiagramEditor is the component a host calls to show it modally.
+// "Modified" status and the state of a live diagram's run. TDiagramEditor is the component a host
+// calls to show it modally.
 #include <QDialog>
 #include <QPointer>
 #include <QTreeWidget>
