@@ -116,12 +116,16 @@ void TDgrLiveRun::OpenUnhandledWires() {
 void TDgrLiveRun::Lock(bool on) {
   if (on) {
     FDesignMode = FDiagram->DesignMode;
+    FShowLinkPoints = FDiagram->ShowLinkPoints;
     FDiagram->CancelInsertingBlock();
     FDiagram->UnselectAll();
     FDiagram->DesignMode = ddmNonEditable;
+    FDiagram->ShowLinkPoints = false;  // nothing to connect to: the run colours stand alone
   } else {
     FDiagram->DesignMode = FDesignMode;
+    FDiagram->ShowLinkPoints = FShowLinkPoints;
   }
+  FDiagram->Redraw();
 }
 
 void TDgrLiveRun::NodeChanged(TCustomLiveBlock* next) {

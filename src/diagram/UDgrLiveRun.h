@@ -55,6 +55,7 @@ class TDgrLiveRun : public QObject {
   void SetStatus(const QString& text);
   QPointer<TLiveDiagram> FDiagram;
   TDiagramDesignMode FDesignMode = ddmEditable;
+  bool FShowLinkPoints = true;
   bool FStopAsked = false;
   int FSteps = 0;
   QString FStatus;

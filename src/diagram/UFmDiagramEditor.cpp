@@ -154,6 +154,7 @@ void TfmDiagramEditor::FormCreate() {
   FFrame->statusBar()->addWidget(lbModified);
   lbRunState = new QLabel(FFrame);
   lbRunState->setObjectName(QStringLiteral("lbRunState"));
+  lbRunState->setIndent(12);
   FFrame->statusBar()->addWidget(lbRunState, 1);
   UpdateControls();
   UpdateCaption();

@@ -24,18 +24,26 @@ struct TMachine {
 
 class DesignerRunTest : public DesignerProgramTest {
  protected:
+  // A state drawn from the palette with its name typed in as its text.
+  template <typename T>
+  static T* DrawState(TfmDiagramEditor& form, const char* caption, const QRect& rect,
+                      const QString& name) {
+    T* b = DrawBlock<T>(form, Live, caption, rect, name);
+    if (b) b->SetStrings(name);
+    return b;
+  }
   static TMachine DrawMachine(TfmDiagramEditor& form, bool loop = false) {
     TMachine m;
-    m.Start = DrawBlock<TLiveStateStart>(form, Live, "Start State", {40, 20, 100, 100}, "Start");
-    m.Idle = DrawBlock<TLiveStateBlock>(form, Live, "State", {40, 190, 100, 100}, "Idle");
-    m.Busy = DrawBlock<TLiveStateBlock>(form, Live, "State", {260, 190, 100, 100}, "Busy");
+    m.Start = DrawState<TLiveStateStart>(form, "Start State", {40, 20, 100, 100}, "Start");
+    m.Idle = DrawState<TLiveStateBlock>(form, "State", {40, 190, 100, 100}, "Idle");
+    m.Busy = DrawState<TLiveStateBlock>(form, "State", {260, 190, 100, 100}, "Busy");
     // State link points: 0 top, 2 right, 3 bottom right, 4 bottom, 5 bottom left, 6 left.
     DrawLine(form, Live, "Live Wire", m.Start, 4, m.Idle, 0);
     DrawLine(form, Live, "Live Wire", m.Idle, 2, m.Busy, 6);
     if (loop) {
       DrawLine(form, Live, "Live Wire", m.Busy, 5, m.Idle, 3);
     } else {
-      m.End = DrawBlock<TLiveStateEnd>(form, Live, "End State", {260, 360, 100, 100}, "End");
+      m.End = DrawState<TLiveStateEnd>(form, "End State", {260, 360, 100, 100}, "End");
       DrawLine(form, Live, "Live Wire", m.Busy, 4, m.End, 0);
     }
     return m;
@@ -74,7 +82,7 @@ TEST_F(DesignerRunTest, AStateMachineRunsToItsEndWhileEditingWaits) {
     QAction* run = Command(form, "acRunDiagram");
     EXPECT_FALSE(run->isEnabled());  // nothing live to run
     TMachine m = DrawMachine(form);
-    DrawBlock<TLiveStateBlock>(form, Live, "State", {500, 20, 100, 100}, "Lonely");
+    DrawState<TLiveStateBlock>(form, "State", {500, 20, 100, 100}, "Lonely");
     ASSERT_TRUE(run->isEnabled());
     run->trigger();
     EXPECT_EQ(form.lbRunState->text(), "The diagram cannot run: \"Lonely\" is not linked.");
@@ -90,11 +98,13 @@ TEST_F(DesignerRunTest, AStateMachineRunsToItsEndWhileEditingWaits) {
       EXPECT_TRUE(Command(form, goes)->isEnabled()) << goes;
     EXPECT_FALSE(form.DiagramButtons->isEnabled());
     EXPECT_EQ(form.Diagram()->DesignMode, ddmNonEditable);
+    EXPECT_FALSE(form.Diagram()->ShowLinkPoints);
 
     ASSERT_TRUE(ServeUntil([&] { return !runner.Running(); }));
     EXPECT_EQ(form.lbRunState->text(), "Run ended at \"End\" after 4 steps.");
     EXPECT_TRUE(AllIdle(form));
     EXPECT_EQ(form.Diagram()->DesignMode, ddmEditable);
+    EXPECT_TRUE(form.Diagram()->ShowLinkPoints);
     EXPECT_TRUE(form.DiagramButtons->isEnabled());
     EXPECT_TRUE(Command(form, "DiagramSelectAll1")->isEnabled());
     EXPECT_FALSE(Command(form, "acStopDiagram")->isEnabled());
@@ -130,7 +140,7 @@ TEST_F(DesignerRunTest, StepTakesOneStepAPressAndTheColoursShowWhereTheRunIs) {
     EXPECT_EQ(Shown(form, m.Idle), RunOff);
     EXPECT_EQ(Shown(form, m.Busy), RunOn);
     EXPECT_EQ(m.Busy->ControlState(), 1);
-    form.resize(760, 560);
+    form.resize(1000, 700);
     form.show();
     SaveForReview(form, "designer_state_machine_stepping.png");
     press(4);
@@ -147,12 +157,12 @@ TEST_F(DesignerRunTest, StepTakesOneStepAPressAndTheColoursShowWhereTheRunIs) {
 TEST_F(DesignerRunTest, AForkRunsItsBranchesToTheJoinAndAFailingBranchSaysWhy) {
   TLvxDesignerProgram program({});
   WhileShown([&](TfmDiagramEditor& form) {
-    auto* start = DrawBlock<TLiveStateStart>(form, Live, "Start State", {210, 10, 80, 80}, "Start");
+    auto* start = DrawState<TLiveStateStart>(form, "Start State", {210, 10, 80, 80}, "Start");
     auto* fork = DrawBlock<TLiveForkBlock>(form, Live, "Live Fork", {200, 120, 100, 50}, "Fork");
-    auto* a = DrawBlock<TLiveStateBlock>(form, Live, "State", {60, 200, 80, 80}, "Left");
-    auto* b = DrawBlock<TLiveStateBlock>(form, Live, "State", {360, 200, 80, 80}, "Right");
+    auto* a = DrawState<TLiveStateBlock>(form, "State", {60, 200, 80, 80}, "Left");
+    auto* b = DrawState<TLiveStateBlock>(form, "State", {360, 200, 80, 80}, "Right");
     auto* join = DrawBlock<TLiveJoinBlock>(form, Live, "Live Join", {200, 310, 100, 50}, "Join");
-    auto* end = DrawBlock<TLiveStateEnd>(form, Live, "End State", {210, 400, 80, 80}, "End");
+    auto* end = DrawState<TLiveStateEnd>(form, "End State", {210, 400, 80, 80}, "End");
     DrawLine(form, Live, "Live Wire", start, 4, fork, 0);
     DrawLine(form, Live, "Live Wire", fork, 1, a, 0);
     DrawLine(form, Live, "Live Wire", fork, 2, b, 0);
@@ -163,7 +173,18 @@ TEST_F(DesignerRunTest, AForkRunsItsBranchesToTheJoinAndAFailingBranchSaysWhy) {
     auto* live = dynamic_cast<TLiveDiagram*>(form.Diagram());
     live->OnAfterStep = [&](TLiveDiagram*, TCustomLiveBlock* node) { stepped.push_back(node); };
     TDgrLiveRun& runner = Runner(form);
-    Command(form, "acRunDiagram")->trigger();
+    form.resize(1000, 700);
+    form.show();
+    // The press that takes the fork's step also starts both branches on their first blocks.
+    for (int steps : {1, 4}) {
+      Command(form, "acStepDiagram")->trigger();
+      ASSERT_TRUE(ServeUntil([&] { return runner.StepCount() == steps; }));
+    }
+    EXPECT_EQ(fork->ControlState(), 1);
+    EXPECT_EQ(Shown(form, a), RunOn);
+    EXPECT_EQ(Shown(form, b), RunOn);
+    SaveForReview(form, "designer_fork_join_running.png");
+    Command(form, "acRunDiagram")->trigger();  // and on freely to the end
     ASSERT_TRUE(ServeUntil([&] { return !runner.Running(); }));
     EXPECT_TRUE(form.lbRunState->text().startsWith("Run ended at \"End\" after "))
         << form.lbRunState->text().toStdString();
@@ -171,8 +192,6 @@ TEST_F(DesignerRunTest, AForkRunsItsBranchesToTheJoinAndAFailingBranchSaysWhy) {
       EXPECT_EQ(std::count(stepped.begin(), stepped.end(), branch), 1);
     EXPECT_EQ(std::count(stepped.begin(), stepped.end(), join), 2);  // once for each branch
     EXPECT_EQ(stepped.back(), end);
-    form.resize(760, 620);
-    form.show();
     SaveForReview(form, "designer_fork_join_after_run.png");
 
     b->FOnExecuteEx = [](TCustomLiveBlock*, TExecuteNodeInfo&) {
@@ -262,7 +281,8 @@ TEST_F(DesignerProgramTest, AUmlClassDiagramDrawnFromThePaletteIsSavedAndReopene
       // Link points of UML blocks: 0 top, 1 right, 2 bottom, 3 left.
       DrawLine(form, statics, "Generalization", circle, 0, shape, 2);
       DrawLine(form, statics, "Dependency", shape, 1, drawable, 3);
-      form.resize(760, 520);
+      form.Diagram()->UnselectAll();
+      form.resize(1000, 620);
       form.show();
       SaveForReview(form, "designer_uml_classes.png");
       form.Actions()->Action("acSaveDiagram")->trigger();
