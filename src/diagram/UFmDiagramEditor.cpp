@@ -107,7 +107,12 @@ TfmDiagramEditor::TfmDiagramEditor(QWidget* parent, TKvDiagram* diagram)
 }
 
 TfmDiagramEditor::~TfmDiagramEditor() {
-  // The actions hold the diagram; they go first.
+  // The actions hold the diagram; they go first. The diagram goes later with the form's
+  // children, and what it tells while it empties reaches no one.
+  if (FDiagram) {
+    FDiagram->OnModified = nullptr;
+    FDiagram->OnSelectionChanged = nullptr;
+  }
   delete FActions;
 }
 
