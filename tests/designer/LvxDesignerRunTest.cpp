@@ -56,11 +56,12 @@ class DesignerRunTest : public DesignerProgramTest {
   static QAction* Command(TfmDiagramEditor& form, const char* name) {
     return form.Actions()->Action(QString::fromLatin1(name));
   }
-  // The colour the block shows a little below its text.
-  static QColor Shown(TfmDiagramEditor& form, TCustomDiagramBlock* b) {
+  // The colour the block shows on its middle line, a little below its text (or as high as
+  // down says, in parts of its height).
+  static QColor Shown(TfmDiagramEditor& form, TCustomDiagramBlock* b, double down = 0.8) {
     const QImage img = form.Diagram()->ExportAsBMP(esStandard);
     const TSquare r = b->BoundsRect();
-    return img.pixelColor(int((r.Left + r.Right) / 2), int(r.Top + 0.8 * r.Height()));
+    return img.pixelColor(int((r.Left + r.Right) / 2), int(r.Top + down * r.Height()));
   }
   static bool AllIdle(TfmDiagramEditor& form) {
     auto* d = dynamic_cast<TLiveDiagram*>(form.Diagram());
@@ -181,6 +182,7 @@ TEST_F(DesignerRunTest, AForkRunsItsBranchesToTheJoinAndAFailingBranchSaysWhy) {
       ASSERT_TRUE(ServeUntil([&] { return runner.StepCount() == steps; }));
     }
     EXPECT_EQ(fork->ControlState(), 1);
+    EXPECT_EQ(Shown(form, fork, 0.15), RunOn);  // a fork is all stroke: its stem shows it
     EXPECT_EQ(Shown(form, a), RunOn);
     EXPECT_EQ(Shown(form, b), RunOn);
     SaveForReview(form, "designer_fork_join_running.png");
@@ -192,6 +194,12 @@ TEST_F(DesignerRunTest, AForkRunsItsBranchesToTheJoinAndAFailingBranchSaysWhy) {
       EXPECT_EQ(std::count(stepped.begin(), stepped.end(), branch), 1);
     EXPECT_EQ(std::count(stepped.begin(), stepped.end(), join), 2);  // once for each branch
     EXPECT_EQ(stepped.back(), end);
+    EXPECT_EQ(Shown(form, fork, 0.15), Qt::black);
+    SaveForReview(form, "designer_fork_join_after_run.png");
+    // The scene too, to run it in the program itself.
+    if (const QString dir = qEnvironmentVariable("LVX_DESIGNER_SHOTS"); !dir.isEmpty())
+      form.Diagram()->SaveToFile(dir + "/fork_join.dgr");
+    EXPECT_EQ(Shown(form, fork, 0.15), Qt::black);
     SaveForReview(form, "designer_fork_join_after_run.png");
 
     b->FOnExecuteEx = [](TCustomLiveBlock*, TExecuteNodeInfo&) {
