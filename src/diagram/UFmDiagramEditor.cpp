@@ -249,7 +249,7 @@ void TfmDiagramEditor::CreateToolBars() {
   tbFormat = bar("tbFormat", {});
   tbFormat->addWidget(new QLabel(QStringLiteral(" Layer: "), tbFormat));
   tbFormat->addWidget(cbLayer);
-  tbFormat->addAction(QStringLiteral("Layers..."), this, [this] {
+  acLayers = tbFormat->addAction(QStringLiteral("Layers..."), this, [this] {
     TDgrLayerManager::Execute(FDiagram, this);
     UpdateControls();
   });
@@ -324,8 +324,10 @@ void TfmDiagramEditor::UpdateControls() {
   cbZoom->setEditText(QStringLiteral("%1%").arg(FDiagram->Zoom()));
   if (first) cbFontSize->setEditText(QString::number(first->Font().Size));
   cbFontSize->setEnabled(first != nullptr);
-  // Nothing joins a scene whose blocks the run is on.
-  DiagramButtons->setEnabled(!FActions->LiveRun()->Running());
+  // Nothing joins or leaves a scene whose blocks the run is on.
+  const bool running = FActions->LiveRun()->Running();
+  DiagramButtons->setEnabled(!running);
+  acLayers->setEnabled(!running);
   lbRunState->setText(FActions->LiveRun()->StatusText());
   UpdateCaption();
   FUpdating = false;

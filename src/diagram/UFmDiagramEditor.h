@@ -11,6 +11,7 @@
 class TKvDiagram;
 class TdmDgrEditorActions;
 class TDgrLibraryManager;
+class QAction;
 class QComboBox;
 class QDockWidget;
 class QLabel;
@@ -64,6 +65,8 @@ class TfmDiagramEditor : public QDialog {
   QComboBox* cbZoom;
   QComboBox* cbFontSize;
   QLabel* lbModified;
+  // The layer manager, which may delete a layer's controls.
+  QAction* acLayers;
   // Where a live diagram's run is, or how it ended.
   QLabel* lbRunState;
 

@@ -98,6 +98,7 @@ TEST_F(DesignerRunTest, AStateMachineRunsToItsEndWhileEditingWaits) {
     for (const char* goes : {"acStopDiagram", "DiagramSetZoom3", "acOpenDiagram"})
       EXPECT_TRUE(Command(form, goes)->isEnabled()) << goes;
     EXPECT_FALSE(form.DiagramButtons->isEnabled());
+    EXPECT_FALSE(form.acLayers->isEnabled());
     EXPECT_EQ(form.Diagram()->DesignMode, ddmNonEditable);
     EXPECT_FALSE(form.Diagram()->ShowLinkPoints);
 
@@ -107,6 +108,7 @@ TEST_F(DesignerRunTest, AStateMachineRunsToItsEndWhileEditingWaits) {
     EXPECT_EQ(form.Diagram()->DesignMode, ddmEditable);
     EXPECT_TRUE(form.Diagram()->ShowLinkPoints);
     EXPECT_TRUE(form.DiagramButtons->isEnabled());
+    EXPECT_TRUE(form.acLayers->isEnabled());
     EXPECT_TRUE(Command(form, "DiagramSelectAll1")->isEnabled());
     EXPECT_FALSE(Command(form, "acStopDiagram")->isEnabled());
     EXPECT_NE(m.End, nullptr);
