@@ -4,6 +4,7 @@
 #include <QWidget>
 
 #include "KvDiagram.h"
+#include "LiveDiagram.h"
 #include "UDmDgrEditorActions.h"
 #include "UDmKvDiagramEditor.h"
 #include "UFmDiagramEditor.h"
@@ -13,6 +14,8 @@ TLvxDesignerProgram::TLvxDesignerProgram(const QStringList& arguments)
   if (!arguments.isEmpty()) FFileName = QFileInfo(arguments.first()).absoluteFilePath();
   FDocument = new TKvDiagram(FOwner.get());
   FModule = std::make_unique<TDmKvDiagramEditor>();
+  // Live diagrams drawn here really run: Run, Step and Stop drive the designer's own diagram.
+  FModule->DiagramEditor1->FDiagramClass = [] { return new TLiveDiagram(); };
 }
 
 TLvxDesignerProgram::~TLvxDesignerProgram() {

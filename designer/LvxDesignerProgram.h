@@ -1,7 +1,8 @@
 #pragma once
 // LvxDiagramDesigner: the diagram designer as a program of its own. It opens the designer on a
 // new diagram, or on the ".dgr" file named on the command line, through the same editor module
-// a host would use; the designer's own New, Open and Save work on files from there.
+// a host would use; the designer's own New, Open and Save work on files from there, and its
+// Run, Step and Stop run the live diagrams drawn in it.
 #include <QStringList>
 #include <memory>
 

@@ -28,7 +28,7 @@ run_sanitized() {
   ctest --test-dir "$dir" --output-on-failure -R "$regex"
 }
 
-run_sanitized build-tsan thread test_ui test_instrument test_diagram_live
+run_sanitized build-tsan thread test_ui test_instrument test_diagram_live test_designer
 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
   run_sanitized build-asan address,undefined,float-cast-overflow test_documents test_diagram_stream
 

@@ -335,13 +335,23 @@ TExecutionPath* TExecutionPaths::Add() {
 }
 
 namespace {
-// Draws a polyline given in original coordinates with the canvas's current pen.
-void DrawOrLines(const TDiagramDrawInfo& info, std::initializer_list<TDotArray> lines) {
+// Draws polylines given in original coordinates with the canvas's current pen. Forks and joins
+// are strokes with nothing to fill, so a path on them, or stopped by them, shows in the stroke;
+// the pale colour of a block done would fade the stroke into the page and leaves the pen be.
+void DrawOrLines(const TCustomLiveBlock& block, const TDiagramDrawInfo& info,
+                 std::initializer_list<TDotArray> lines) {
+  TDgrCanvas& c = *info.Canvas;
+  const bool marked = block.ControlState() == 1 || block.ControlState() == 3;
+  if (marked) {
+    c.SaveDrawingState();
+    c.Pen().Color = block.Color();
+  }
   for (const TDotArray& line : lines) {
     TDotArray pts;
     for (const TDot& p : line) pts.push_back(info.Drawer->Rot(p.X, p.Y));
-    info.Canvas->Polyline(pts);
+    c.Polyline(pts);
   }
+  if (marked) c.RestoreDrawingState();
 }
 }  // namespace
 
@@ -365,7 +375,7 @@ void TLiveForkBlock::BuildLinkPoints() {
 }
 
 void TLiveForkBlock::DrawShape(const TDiagramDrawInfo& info) {
-  DrawOrLines(info, {{{50, 0}, {50, 30}}, {{0, 80}, {50, 30}, {100, 80}}});
+  DrawOrLines(*this, info, {{{50, 0}, {50, 30}}, {{0, 80}, {50, 30}, {100, 80}}});
 }
 
 TLiveJoinBlock::TLiveJoinBlock(QObject* owner) : TCustomLiveBlock(owner) {
@@ -382,7 +392,7 @@ void TLiveJoinBlock::BuildLinkPoints() {
 }
 
 void TLiveJoinBlock::DrawShape(const TDiagramDrawInfo& info) {
-  DrawOrLines(info, {{{0, 20}, {50, 70}, {100, 20}}, {{50, 70}, {50, 100}}});
+  DrawOrLines(*this, info, {{{0, 20}, {50, 70}, {100, 20}}, {{50, 70}, {50, 100}}});
 }
 
 void TLiveJoinBlock::ExecuteEx(TExecuteNodeInfo& ExecInfo) {

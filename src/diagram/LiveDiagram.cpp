@@ -46,7 +46,8 @@ void TForkThread::run() {
       if (FDiagram->SingleStep())
         FDiagram->WaitForStep(steps, FTerminated);
       else
-        QThread::msleep(uint64_t(0.6 * double(took.elapsed())));
+        FDiagram->PauseBetweenSteps(
+            std::max(int(0.6 * double(took.elapsed())), FDiagram->StepPause.load()), FTerminated);
     }
     if (error == lsJoinReached) return Finish(ecAtJoin);
     if (error == lsEndReached) return Finish(ecEnded);
@@ -144,8 +145,12 @@ std::vector<TCustomLiveBlock*> TLiveDiagram::LiveBlocks() const {
 bool TLiveDiagram::Run() {
   if (Running()) return false;
   const std::vector<TCustomLiveBlock*> blocks = LiveBlocks();
+  FUnlinked = nullptr;
   for (TCustomLiveBlock* b : blocks)
-    if (!b->Link()) return false;
+    if (!b->Link()) {
+      FUnlinked = b;
+      return false;
+    }
   auto start = std::find_if(blocks.begin(), blocks.end(),
                             [](const TCustomLiveBlock* b) { return b->IsStartBlock(); });
   if (start == blocks.end()) return false;
@@ -239,6 +244,13 @@ void TLiveDiagram::WaitForStep(uint64_t seen, const std::atomic<bool>& terminate
 void TLiveDiagram::WaitForBranch(uint64_t generation, const std::atomic<bool>& terminated) {
   std::unique_lock<std::mutex> lock(FEventMutex);
   FEventChanged.wait(lock, [&] { return terminated.load() || FBranchGeneration != generation; });
+}
+
+void TLiveDiagram::PauseBetweenSteps(int ms, const std::atomic<bool>& terminated) {
+  std::unique_lock<std::mutex> lock(FEventMutex);
+  const uint64_t steps = FStepGeneration;
+  FEventChanged.wait_for(lock, std::chrono::milliseconds(ms),
+                         [&] { return terminated.load() || FStepGeneration != steps; });
 }
 
 uint64_t TLiveDiagram::BranchGeneration() {

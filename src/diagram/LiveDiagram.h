@@ -59,6 +59,11 @@ class TLiveDiagram : public TKvDiagram {
   bool Waiting() const { return FWaiting.load(); }
   void SetWaiting(bool on) { FWaiting = on; }
   bool StreamForkPaths = false;
+  // The least pause between two steps of a path in milliseconds, so that a person can follow
+  // the run colours; a stop or a step cuts it short.
+  std::atomic<int> StepPause{0};
+  // The block whose Link refused the last Run; null when linking was not the reason.
+  TCustomLiveBlock* UnlinkedBlock() const { return FUnlinked; }
   const std::vector<TForkThread*>& RunThreads() const { return FRunThreads; }
   // The main path of the last run: its exit code, error and node.
   const TExecutionPath& MainPath() const { return FMainPath; }
@@ -81,6 +86,8 @@ class TLiveDiagram : public TKvDiagram {
   // branches; generation is the count of ended threads before that step.
   void WaitForBranch(uint64_t generation, const std::atomic<bool>& terminated);
   uint64_t BranchGeneration();
+  // Called on the path threads: waits ms milliseconds, less when stopped or stepped.
+  void PauseBetweenSteps(int ms, const std::atomic<bool>& terminated);
   void WakeThreads();
   std::vector<TCustomLiveBlock*> LiveBlocks() const;
 
@@ -92,6 +99,7 @@ class TLiveDiagram : public TKvDiagram {
   std::atomic<bool> FWaiting{false};
   std::atomic<bool> FSingleStep{false};
   TExecutionPath FMainPath;
+  TCustomLiveBlock* FUnlinked = nullptr;
   // The step event and the count of ended threads, with what guards them.
   std::mutex FEventMutex;
   std::condition_variable FEventChanged;

@@ -9,6 +9,8 @@
 #include "DiagramLibrary.h"
 #include "KvDiagram_Print.h"
 #include "KvObjectStream.h"
+#include "LiveDiagram.h"
+#include "UDgrLiveRun.h"
 #include "UDgrPageSettings.h"
 #include "UDgrPreview.h"
 
@@ -23,7 +25,10 @@ TDiagramAction::TDiagramAction(QObject* owner, const QString& name, const QStrin
 }
 
 void TDiagramAction::Update() {
-  setEnabled(FDiagram && (!OnTest || OnTest(*FDiagram)));
+  // Path threads stand on the blocks of a running diagram: the scene must keep still.
+  auto* live = dynamic_cast<TLiveDiagram*>(FDiagram.data());
+  const bool locked = !WhileRunning && live && live->Running();
+  setEnabled(FDiagram && !locked && (!OnTest || OnTest(*FDiagram)));
   if (isCheckable() && FDiagram && OnChecked) setChecked(OnChecked(*FDiagram));
 }
 
@@ -48,6 +53,7 @@ void TDiagramAction::Execute() {
 
 TDiagramSetZoom::TDiagramSetZoom(QObject* owner, const QString& name, int zoom)
     : TDiagramAction(owner, name, QStringLiteral("%1%").arg(zoom)), Zoom(zoom) {
+  WhileRunning = true;
   setCheckable(true);
   OnChecked = [this](TKvDiagram& d) { return d.Zoom() == Zoom; };
 }
@@ -258,6 +264,7 @@ TdmDgrEditorActions::TdmDgrEditorActions(QObject* owner) : QObject(owner) {
   CreateViewActions();
   CreateFormatActions();
   CreateDocumentActions();
+  CreateRunActions();
 }
 
 TDiagramAction* TdmDgrEditorActions::Add(std::vector<QAction*>& list, TDiagramAction* action) {
@@ -354,11 +361,16 @@ void TdmDgrEditorActions::CreateViewActions() {
     a->OnChecked = [flag](TKvDiagram& d) { return flag(d); };
     return a;
   };
-  toggle("DiagramViewLeftRuler1", "&Left ruler",
-         [](TKvDiagram& d) -> bool& { return d.LeftRuler.Visible; });
-  toggle("DiagramViewTopRuler1", "&Top ruler",
-         [](TKvDiagram& d) -> bool& { return d.TopRuler.Visible; });
-  toggle("DiagramGrid1", "Grid", [](TKvDiagram& d) -> bool& { return d.SnapGrid.Visible; });
+  // What only changes the view may change while a live diagram runs.
+  auto view = [&](const QString& name, const QString& caption,
+                  std::function<bool&(TKvDiagram&)> flag) {
+    toggle(name, caption, std::move(flag))->WhileRunning = true;
+  };
+  view("DiagramViewLeftRuler1", "&Left ruler",
+       [](TKvDiagram& d) -> bool& { return d.LeftRuler.Visible; });
+  view("DiagramViewTopRuler1", "&Top ruler",
+       [](TKvDiagram& d) -> bool& { return d.TopRuler.Visible; });
+  view("DiagramGrid1", "Grid", [](TKvDiagram& d) -> bool& { return d.SnapGrid.Visible; });
   toggle("acDiagramGridActive", "Grid active",
          [](TKvDiagram& d) -> bool& { return d.SnapGrid.Active; });
   toggle("acAutomaticNodes", "&Automatic nodes",
@@ -553,12 +565,15 @@ void TdmDgrEditorActions::CreateFormatActions() {
 
 void TdmDgrEditorActions::CreateDocumentActions() {
   auto& L = EditActions;
+  // New and Open stop a run before they replace the scene.
   Make(
       L, "acNewDiagram", "&New diagram...", [this](TKvDiagram&) { NewDiagram(); },
-      QKeySequence(Qt::CTRL | Qt::Key_N));
+      QKeySequence(Qt::CTRL | Qt::Key_N))
+      ->WhileRunning = true;
   Make(
       L, "acOpenDiagram", "&Open diagram...", [this](TKvDiagram&) { OpenDiagram(); },
-      QKeySequence(Qt::CTRL | Qt::Key_F11));
+      QKeySequence(Qt::CTRL | Qt::Key_F11))
+      ->WhileRunning = true;
   Make(
       L, "acSaveDiagram", "&Save diagram", [this](TKvDiagram&) { SaveDiagram(); },
       QKeySequence(Qt::CTRL | Qt::Key_S));
@@ -571,6 +586,24 @@ void TdmDgrEditorActions::CreateDocumentActions() {
   Make(L, "acPageSetup", "Page Setup...", [](TKvDiagram& d) { TfmDgrPageSettings::Execute(d); });
 }
 
+void TdmDgrEditorActions::CreateRunActions() {
+  FLiveRun = new TDgrLiveRun(this);
+  auto& L = EditActions;
+  auto command = [&](const char* name, const char* caption, const QKeySequence& key,
+                     void (TDgrLiveRun::*perform)(), bool (TDgrLiveRun::*test)() const) {
+    TDiagramAction* a = Make(
+        L, name, caption, [this, perform](TKvDiagram&) { (FLiveRun->*perform)(); }, key);
+    a->OnTest = [this, test](TKvDiagram&) { return (FLiveRun->*test)(); };
+    a->WhileRunning = true;
+  };
+  command("acRunDiagram", "&Run", QKeySequence(Qt::Key_F9), &TDgrLiveRun::Run,
+          &TDgrLiveRun::CanRun);
+  command("acStepDiagram", "S&tep", QKeySequence(Qt::Key_F8), &TDgrLiveRun::Step,
+          &TDgrLiveRun::CanStep);
+  command("acStopDiagram", "St&op", QKeySequence(Qt::SHIFT | Qt::Key_F9), &TDgrLiveRun::Stop,
+          &TDgrLiveRun::Running);
+}
+
 QAction* TdmDgrEditorActions::Action(const QString& name) const {
   return findChild<QAction*>(name, Qt::FindDirectChildrenOnly);
 }
@@ -581,6 +614,7 @@ QList<QAction*> TdmDgrEditorActions::AllActions() const {
 
 void TdmDgrEditorActions::SetDiagram(TKvDiagram* diagram) {
   FDiagram = diagram;
+  FLiveRun->SetDiagram(diagram);
   for (QAction* a : AllActions())
     if (auto* d = dynamic_cast<TDiagramAction*>(a)) d->SetDiagram(diagram);
   UpdateActions();
@@ -609,6 +643,7 @@ bool TdmDgrEditorActions::NewDiagram() {
   if (FModified && MessageDlg(QStringLiteral("Create new diagram and discard changes?"),
                               TMsgDlgType::mtConfirmation, mbYesNo) != mrYes)
     return false;
+  FLiveRun->Stop();
   FDiagram->Clear();
   FDiagram->ClearUndoStack();
   FDiagram->Redraw();
@@ -625,6 +660,7 @@ bool TdmDgrEditorActions::OpenDiagram() {
   TKvFileDialogRequest r = OpenDialog;
   r.FileName = FFileName;
   if (!KvDialogs().OpenFileDialog(r)) return false;
+  FLiveRun->Stop();
   FDiagram->LoadFromFile(r.FileName);
   FDiagram->Redraw();
   FModified = false;

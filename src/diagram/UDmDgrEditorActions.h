@@ -13,6 +13,7 @@
 #include "KvDialogs.h"
 
 class TDgrLibraryManager;
+class TDgrLiveRun;
 
 // An action over a diagram. Update enables it from the diagram and its selection; Execute
 // performs it and, when it has an undo name, pushes the scene under that name.
@@ -30,6 +31,8 @@ class TDiagramAction : public QAction {
   TPerform OnPerform;
   // Checkable actions read their state here.
   TTest OnChecked;
+  // Leaves the action enabled while a live diagram runs; others wait for the run's end.
+  bool WhileRunning = false;
   virtual void Update();
   virtual void Execute();
 
@@ -150,6 +153,8 @@ class TdmDgrEditorActions : public QObject {
   // False when the user keeps the designer open.
   bool CloseQuery();
   void CopyAsImage();
+  // Run, Step and Stop of a live diagram.
+  TDgrLiveRun* LiveRun() const { return FLiveRun; }
 
  private:
   TDiagramAction* Make(std::vector<QAction*>& list, const QString& name, const QString& caption,
@@ -159,7 +164,9 @@ class TdmDgrEditorActions : public QObject {
   void CreateViewActions();
   void CreateFormatActions();
   void CreateDocumentActions();
+  void CreateRunActions();
   QPointer<TKvDiagram> FDiagram;
   QString FFileName;
   bool FModified = false;
+  TDgrLiveRun* FLiveRun = nullptr;
 };

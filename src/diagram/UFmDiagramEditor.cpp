@@ -17,6 +17,7 @@
 #include "UDgrGridProperties.h"
 #include "UDgrLayerManager.h"
 #include "UDgrLibraryManagerEditor.h"
+#include "UDgrLiveRun.h"
 #include "UDmDgrEditorActions.h"
 #include "UFmLibItemEditor.h"
 #include "UFormDgrBlockProperties.h"
@@ -106,7 +107,12 @@ TfmDiagramEditor::TfmDiagramEditor(QWidget* parent, TKvDiagram* diagram)
 }
 
 TfmDiagramEditor::~TfmDiagramEditor() {
-  // The actions hold the diagram; they go first.
+  // The actions hold the diagram; they go first. The diagram goes later with the form's
+  // children, and what it tells while it empties reaches no one.
+  if (FDiagram) {
+    FDiagram->OnModified = nullptr;
+    FDiagram->OnSelectionChanged = nullptr;
+  }
   delete FActions;
 }
 
@@ -123,6 +129,7 @@ void TfmDiagramEditor::FormCreate() {
   // A control kept in a library joins the palette at once.
   connect(FActions->Action("acAddLibrary"), &QAction::triggered, this,
           [this] { DiagramButtons->Fill(); });
+  FActions->LiveRun()->OnChange = [this] { UpdateControls(); };
 
   // The docks: the palette on the left, the right one kept for panels that join later.
   FLeftDockPanel = new QDockWidget(QStringLiteral("Objects"), FFrame);
@@ -150,6 +157,10 @@ void TfmDiagramEditor::FormCreate() {
   lbModified = new QLabel(FFrame);
   lbModified->setObjectName(QStringLiteral("lbModified"));
   FFrame->statusBar()->addWidget(lbModified);
+  lbRunState = new QLabel(FFrame);
+  lbRunState->setObjectName(QStringLiteral("lbRunState"));
+  lbRunState->setIndent(12);
+  FFrame->statusBar()->addWidget(lbRunState, 1);
   UpdateControls();
   UpdateCaption();
 }
@@ -193,6 +204,7 @@ void TfmDiagramEditor::CreateMenus() {
   for (int i = 1; i <= BlocksAlignmentCount; ++i)
     arrange << QStringLiteral("DiagramAlign%1").arg(i);
   menu("&Arrange", arrange);
+  menu("&Run", {"acRunDiagram", "acStepDiagram", "acStopDiagram"});
 }
 
 void TfmDiagramEditor::CreateSelectors() {
@@ -230,13 +242,14 @@ void TfmDiagramEditor::CreateToolBars() {
   tbStandard =
       bar("tbStandard", {"acNewDiagram", "acOpenDiagram", "acSaveDiagram", "", "acPrintDiagram",
                          "acPreviewDiagram", "", "DiagramCut1", "DiagramCopy1", "DiagramPaste1",
-                         "DiagramDelete1", "", "DiagramUndoAction1", "DiagramRedoAction1", ""});
+                         "DiagramDelete1", "", "DiagramUndoAction1", "DiagramRedoAction1", "",
+                         "acRunDiagram", "acStepDiagram", "acStopDiagram", ""});
   tbStandard->addWidget(cbZoom);
   FFrame->addToolBarBreak();
   tbFormat = bar("tbFormat", {});
   tbFormat->addWidget(new QLabel(QStringLiteral(" Layer: "), tbFormat));
   tbFormat->addWidget(cbLayer);
-  tbFormat->addAction(QStringLiteral("Layers..."), this, [this] {
+  acLayers = tbFormat->addAction(QStringLiteral("Layers..."), this, [this] {
     TDgrLayerManager::Execute(FDiagram, this);
     UpdateControls();
   });
@@ -311,6 +324,11 @@ void TfmDiagramEditor::UpdateControls() {
   cbZoom->setEditText(QStringLiteral("%1%").arg(FDiagram->Zoom()));
   if (first) cbFontSize->setEditText(QString::number(first->Font().Size));
   cbFontSize->setEnabled(first != nullptr);
+  // Nothing joins or leaves a scene whose blocks the run is on.
+  const bool running = FActions->LiveRun()->Running();
+  DiagramButtons->setEnabled(!running);
+  acLayers->setEnabled(!running);
+  lbRunState->setText(FActions->LiveRun()->StatusText());
   UpdateCaption();
   FUpdating = false;
 }
@@ -350,6 +368,8 @@ void TfmDiagramEditor::FontSizeChosen(const QString& text) {
 }
 
 void TfmDiagramEditor::done(int result) {
+  // No path thread outlives the window, and a save does not catch the run colours.
+  FActions->LiveRun()->Stop();
   if (!FActions->CloseQuery()) return;
   if (OnCloseDesigner) OnCloseDesigner(this);
   QDialog::done(result);

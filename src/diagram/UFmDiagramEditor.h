@@ -1,7 +1,8 @@
 #pragma once
 // The designer window around a diagram of its own: menus and tool bars over the action module,
-// the palette of insertable objects in a dock, the layer, zoom and font size selectors, and the
-// "Modified" status. TDiagramEditor is the component a host calls to show it modally.
+// the palette of insertable objects in a dock, the layer, zoom and font size selectors, the
+// "Modified" status and the state of a live diagram's run. TDiagramEditor is the component a host
+// calls to show it modally.
 #include <QDialog>
 #include <QPointer>
 #include <QTreeWidget>
@@ -10,6 +11,7 @@
 class TKvDiagram;
 class TdmDgrEditorActions;
 class TDgrLibraryManager;
+class QAction;
 class QComboBox;
 class QDockWidget;
 class QLabel;
@@ -63,6 +65,10 @@ class TfmDiagramEditor : public QDialog {
   QComboBox* cbZoom;
   QComboBox* cbFontSize;
   QLabel* lbModified;
+  // The layer manager, which may delete a layer's controls.
+  QAction* acLayers;
+  // Where a live diagram's run is, or how it ended.
+  QLabel* lbRunState;
 
   // Refreshes the selectors and the status from the diagram.
   void UpdateControls();

@@ -1,41 +1,6 @@
 // The designer program started as its entry starts it: on a file named on the command line
 // or on a new diagram, with the designer's own save writing that file.
-#include <gtest/gtest.h>
-
-#include <QTemporaryDir>
-
-#include "KvDiagram.h"
-#include "LvxDesignerProgram.h"
-#include "LvxTestSupport.h"
-#include "UDmDgrEditorActions.h"
-#include "UFmDiagramEditor.h"
-
-namespace {
-
-class DesignerProgramTest : public VirtualTimeTest {
- protected:
-  // What the user does while the designer is shown.
-  void WhileShown(std::function<void(TfmDiagramEditor&)> user) {
-    Dialogs.OnShowModal = [user](QDialog& dialog) {
-      auto& form = dynamic_cast<TfmDiagramEditor&>(dialog);
-      user(form);
-      form.reject();
-      return int(mrCancel);
-    };
-  }
-  static void Place(TKvDiagram* d, const QString& name, const TSquare& r) {
-    auto* b = new TDiagramBlock(d->Owner());
-    b->SetName(name);
-    b->SetShape(bsRectangle);
-    b->SetBoundsRect(r);
-    b->SetDiagram(d);
-    d->PushUndoStack("insert");
-    d->Modified();
-  }
-  QTemporaryDir Dir;
-};
-
-}  // namespace
+#include "DesignerTestSupport.h"
 
 TEST_F(DesignerProgramTest, ANewFileNamedOnTheCommandLineIsWhereSaveWrites) {
   const QString file = Dir.filePath("new.dgr");
