@@ -65,8 +65,10 @@ int TKvGridView::PageRows() const {
 // ---- geometry ----------------------------------------------------------------------------
 
 void TKvGridView::updateGeometries() {
+  FGeometryStale = false;
   const int headerHeight = FHeader->isHidden() ? 0 : FHeader->sizeHint().height();
-  setViewportMargins(0, headerHeight, 0, 0);
+  // Setting margins lays out the whole scroll area again, even when they are the same.
+  if (viewportMargins().top() != headerHeight) setViewportMargins(0, headerHeight, 0, 0);
   const QRect vg = viewport()->geometry();
   FHeader->setGeometry(vg.left(), vg.top() - headerHeight, vg.width(), headerHeight);
   QScrollBar* v = verticalScrollBar();
@@ -124,6 +126,9 @@ QModelIndex TKvGridView::indexAt(const QPoint& point) const {
 void TKvGridView::scrollTo(const QModelIndex& index, ScrollHint hint) {
   if (!index.isValid() || index.model() != model()) return;
   const int row = index.row(), first = FirstRow(), page = PageRows();
+  // Rows within the scroll range it has are reached without it; the newest row, followed
+  // with every reading, always is.
+  if (FGeometryStale && row > verticalScrollBar()->maximum()) updateGeometries();
   QScrollBar* v = verticalScrollBar();
   switch (hint) {
     case PositionAtTop:
@@ -227,6 +232,7 @@ void TKvGridView::Repaint() {
   FWhole = false;
   FShifted = 0;
   FDirtyBottom = -1;
+  if (FGeometryStale) updateGeometries();
   if (whole || !viewport()->isVisible()) {
     viewport()->update();
     return;
@@ -242,8 +248,10 @@ void TKvGridView::doItemsLayout() {
 
 void TKvGridView::rowsInserted(const QModelIndex& parent, int first, int last) {
   QAbstractItemView::rowsInserted(parent, first, last);
-  updateGeometries();
-  if (first > FirstRow() + PageRows()) return;
+  // The scroll bar follows with the throttled repaint: its range changing with every reading
+  // would repaint it and the frame around the grid each time.
+  FGeometryStale = true;
+  if (first > FirstRow() + PageRows()) return FRepaint.Request();
   if (first != 0 || FirstRow() != 0) return ModelChanged(true);
   // What is shown moves down; marks of rows already to be drawn move with it.
   const int count = last - first + 1;
@@ -335,12 +343,24 @@ void TKvGridView::PaintRow(QPainter& painter, const QStyleOptionViewItem& base, 
 bool TKvGridView::PaintTextCell(QPainter& painter, const QStyleOptionViewItem& option,
                                 const QModelIndex& index) {
   if (itemDelegateForIndex(index) != FStockDelegate) return false;
-  if (index.data(Qt::CheckStateRole).isValid()) return false;
-  const QString text = index.data(Qt::DisplayRole).toString();
-  const QStaticText& prepared = FTexts.Get(text, font());
   // The margins the style gives item text.
   const int margin = style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1;
   const QRect room = option.rect.adjusted(margin, 0, -margin, 0);
+  const QVariant check = index.data(Qt::CheckStateRole);
+  if (check.isValid()) {
+    style()->drawPrimitive(QStyle::PE_PanelItemViewItem, &option, &painter, this);
+    QStyleOptionViewItem box = option;
+    const int w = style()->pixelMetric(QStyle::PM_IndicatorWidth, &option, this);
+    const int h = style()->pixelMetric(QStyle::PM_IndicatorHeight, &option, this);
+    box.rect =
+        QStyle::alignedRect(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter, QSize(w, h), room);
+    box.state &= ~(QStyle::State_On | QStyle::State_Off | QStyle::State_NoChange);
+    box.state |= check.toInt() == Qt::Checked ? QStyle::State_On : QStyle::State_Off;
+    style()->drawPrimitive(QStyle::PE_IndicatorItemViewItemCheck, &box, &painter, this);
+    return true;
+  }
+  const QString text = index.data(Qt::DisplayRole).toString();
+  const QStaticText& prepared = FTexts.Get(text, font());
   const QSizeF size = prepared.size();
   if (size.width() > room.width()) return false;
 

@@ -61,8 +61,8 @@ class TKvGridView : public QAbstractItemView {
   int LastColumn() const;
   QRect RowsRect(int top, int bottom) const;
   void PaintRow(QPainter& painter, const QStyleOptionViewItem& base, int row, int y);
-  // False when the cell needs the delegate: a check box, text too wide for the cell, or a
-  // delegate of the view's owner.
+  // False when the cell needs the delegate: text too wide for the cell, or a delegate of the
+  // view's owner.
   bool PaintTextCell(QPainter& painter, const QStyleOptionViewItem& option,
                      const QModelIndex& index);
   void Repaint();
@@ -75,6 +75,7 @@ class TKvGridView : public QAbstractItemView {
   bool FWhole = false;
   int FShifted = 0;
   int FDirtyBottom = -1;
+  bool FGeometryStale = false;
   QHeaderView* FHeader;
   int FRowHeight;
   TKvRepaintThrottle FRepaint;

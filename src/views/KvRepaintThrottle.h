@@ -10,7 +10,7 @@ class QObject;
 class TKvTimer;
 
 // A few repaints a second read as live; more only cost a recording's main thread.
-constexpr int KvLiveRepaintMs = 250;
+constexpr int KvLiveRepaintMs = 400;
 
 class TKvRepaintThrottle {
  public:

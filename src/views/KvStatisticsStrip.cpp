@@ -66,18 +66,20 @@ void TKvStatisticsStrip::Show() {
 }
 
 std::vector<int> TKvStatisticsStrip::SlotWidths(int available) const {
-  QFont bold = font();
-  bold.setBold(true);
-  const QFontMetrics plain(font()), strong(bold);
-  const QString longest[] = {"88888888", "888d 88:88:88", "188.8 dB"};
-  std::vector<int> widths;
-  int used = 0;
-  for (int i = 0; i < Captions().size(); ++i) {
-    const QString& text = longest[std::min(i, 2)];
-    widths.push_back(plain.horizontalAdvance(Captions()[i] + " ") + strong.horizontalAdvance(text) +
-                     12);
-    used += widths.back();
+  if (FLeastWidths.empty() || FLeastWidthsFont != font()) {
+    QFont bold = font();
+    bold.setBold(true);
+    const QFontMetrics plain(font()), strong(bold);
+    const QString longest[] = {"88888888", "888d 88:88:88", "188.8 dB"};
+    FLeastWidths.clear();
+    for (int i = 0; i < Captions().size(); ++i)
+      FLeastWidths.push_back(plain.horizontalAdvance(Captions()[i] + " ") +
+                             strong.horizontalAdvance(longest[std::min(i, 2)]) + 12);
+    FLeastWidthsFont = font();
   }
+  std::vector<int> widths = FLeastWidths;
+  int used = 0;
+  for (int w : widths) used += w;
   const int spare = std::max(0, available - used) / int(widths.size());
   for (int& w : widths) w += spare;
   return widths;

@@ -2,6 +2,7 @@
 // The statistics strip under the table panel's grid: count, duration, Leq, Lmax, Lmin, L10,
 // L50 and L90 of the rows that pass the grid's filter. A recorded reading is added to a running
 // tally (no pass over the table); a filter change, a delete or a reload counts again.
+#include <QFont>
 #include <QStringList>
 #include <QWidget>
 #include <optional>
@@ -46,4 +47,7 @@ class TKvStatisticsStrip : public QWidget {
   TKvLevelStatistics FStats;
   QStringList FTexts;
   TKvRepaintThrottle FRepaint;
+  // What each figure needs in the font they were measured in.
+  mutable std::vector<int> FLeastWidths;
+  mutable QFont FLeastWidthsFont;
 };
