@@ -14,14 +14,12 @@ void TKvReportRows::Start(QAbstractItemModel& model) {
   FTable.clear();
   auto lost = [this] { FLost = true; };
   FConnections = {
-      QObject::connect(&model, &QAbstractItemModel::rowsInserted,
-                       [this](const QModelIndex&, int first, int last) {
-                         Inserted(first, last - first + 1);
-                       }),
-      QObject::connect(&model, &QAbstractItemModel::rowsRemoved,
-                       [this](const QModelIndex&, int first, int last) {
-                         Removed(first, last - first + 1);
-                       }),
+      QObject::connect(
+          &model, &QAbstractItemModel::rowsInserted,
+          [this](const QModelIndex&, int first, int last) { Inserted(first, last - first + 1); }),
+      QObject::connect(
+          &model, &QAbstractItemModel::rowsRemoved,
+          [this](const QModelIndex&, int first, int last) { Removed(first, last - first + 1); }),
       QObject::connect(&model, &QAbstractItemModel::modelReset, lost),
       QObject::connect(&model, &QAbstractItemModel::layoutChanged, lost),
       QObject::connect(&model, &QAbstractItemModel::rowsMoved, lost),

@@ -6,9 +6,9 @@
 #include <QImage>
 #include <QLabel>
 #include <QPrinter>
+#include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QStatusBar>
