@@ -446,6 +446,8 @@ TEST_F(PrintingTest, TheProgressDialogCancelsAndLeavesNoHalfWrittenPdf) {
       if (auto* progress = qobject_cast<QProgressDialog*>(w); progress && progress->isVisible()) {
         shown = progress->labelText();
         existed = QFile::exists(pdf);
+        if (qEnvironmentVariableIsSet("LVX_VIEWS_SHOTS"))
+          progress->grab().save(qEnvironmentVariable("LVX_VIEWS_SHOTS") + "/print_progress.png");
         progress->findChild<QPushButton*>()->click();
       }
   });
