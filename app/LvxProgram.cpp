@@ -11,6 +11,7 @@
 #include "KvSys_Helper.h"
 #include "LvxInstalledLayout.h"
 #include "LvxJournalRecovery.h"
+#include "LvxTermination.h"
 #include "Serial.h"
 #include "UDmDxPrinting.h"
 #include "UDmKvBasic.h"
@@ -52,6 +53,7 @@ TLvxProgram::~TLvxProgram() {
 }
 
 int TLvxProgram::Run(QApplication& app) {
+  const TLvxTermination termination(*FMain);
   FMain->show();
   return app.exec();
 }

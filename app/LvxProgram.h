@@ -30,7 +30,8 @@ class TLvxProgram {
   TDmKv_COM_Commander& Commander() { return *FCommander; }
   TDmDxPrinting& Printing() { return *FPrinting; }
 
-  // Shows the main window and runs the message loop until the program ends.
+  // Shows the main window and runs the message loop until the program ends; SIGTERM and
+  // SIGINT close the main window.
   int Run(QApplication& app);
   // What follows the message loop: no reading may arrive while the main form takes its
   // listener away, then the main form and the modules go in reverse order.

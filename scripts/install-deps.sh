@@ -14,7 +14,7 @@ packages=(
   xvfb xauth xdotool
   clang libclang-rt-14-dev
   desktop-file-utils appstream dpkg-dev file
-  poppler-utils
+  poppler-utils man-db
 )
 
 missing=()

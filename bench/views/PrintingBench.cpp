@@ -1,5 +1,5 @@
-// The table report to PDF: 1,000 and 100,000 rows through the printing module, with pages
-// per second as a counter. Page and preview files go to a temporary folder.
+// The table report to PDF: 1,000, 100,000 and 1,000,000 rows through the printing module, with
+// pages per second as a counter. Page and preview files go to a temporary folder.
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
@@ -77,6 +77,7 @@ void BM_TableToPdf(benchmark::State& state) {
 BENCHMARK(BM_TableToPdf)
     ->Arg(1000)
     ->Arg(100000)
+    ->Arg(1000000)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1)
     ->UseRealTime();

@@ -2,10 +2,12 @@
 
 #include <QApplication>
 #include <QBuffer>
+#include <QStandardPaths>
 #include <cmath>
 
 #include "DiagramLibrary.h"
 #include "KvDiagram.h"
+#include "KvDiagramLibraryFolder.h"
 #include "KvDialogs.h"
 #include "UFmDiagramEditor.h"
 
@@ -35,7 +37,9 @@ TDmKvDiagramEditor::TDmKvDiagramEditor(QObject* parent) : QObject(parent) {
 }
 
 QString TDmKvDiagramEditor::DefaultLibraryFolder() {
-  return QCoreApplication::applicationDirPath() + QStringLiteral("/Libraries");
+  return KvDiagram_LibraryFolder(
+      QCoreApplication::applicationDirPath(),
+      QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + "/lvxreader");
 }
 
 void TDmKvDiagramEditor::EditorExecute(TKvDiagram* ADiagram) {

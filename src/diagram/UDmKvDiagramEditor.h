@@ -41,7 +41,8 @@ class TDmKvDiagramEditor : public QObject {
   std::unique_ptr<TDgrLibraryManager> DgrLibraryManager1;
   std::unique_ptr<TDiagramEditor> DiagramEditor1;
 
-  // The libraries beside the executable, in the folder "Libraries".
+  // The libraries beside the executable, in the folder "Libraries"; installed, the user's
+  // own copy of those the package brought.
   static QString DefaultLibraryFolder();
   // Shows the designer modally on a copy of ADiagram and brings the window that was active
   // back to the front afterwards.

@@ -160,6 +160,10 @@ bool TKvAppIniFileStorage::IsIniFileExists() {
   if (QFile::exists(userFile)) return true;
   Location = flExeFile;
   QString seed = FullFileName();
+  // An installed program keeps the delivered file with its other read-only files; one beside
+  // the program (a build) comes first.
+  if (!QFile::exists(seed))
+    seed = KvSysFolders().InstalledDataDir() + '/' + QFileInfo(seed).fileName();
   bool copied = false;
   if (QFile::exists(seed)) {
     KvSys_ForceFolder(QFileInfo(userFile).path());

@@ -169,6 +169,10 @@ QString TKvSysFolders::ProgramDir() const {
       "program", QCoreApplication::instance() ? QCoreApplication::applicationDirPath() : QString());
 }
 
+QString TKvSysFolders::InstalledDataDir() const {
+  return QDir::cleanPath(ProgramDir() + "/../share/" + KvGlobalInfo().strExeName.toLower());
+}
+
 QString TKvSysFolders::ProgramFile() const {
   QString dir = ProgramDir();
   return dir.isEmpty() ? KvGlobalInfo().strExeName : dir + '/' + KvGlobalInfo().strExeName;

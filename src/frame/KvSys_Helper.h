@@ -92,6 +92,9 @@ inline constexpr const char* KvSys_FormProperty = "KvForm";
 class TKvSysFolders {
  public:
   QString ProgramDir() const;
+  // Where an installed program's read-only files are: PREFIX/share/<program name in lower
+  // case> beside PREFIX/bin.
+  QString InstalledDataDir() const;
   // The program's file: its folder and the product's executable name.
   QString ProgramFile() const;
   QString CommonDocsRoot() const;

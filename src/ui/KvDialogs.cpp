@@ -55,8 +55,7 @@ class TKvRealDialogs : public TKvDialogs {
     QPrintDialog dlg(r.Printer, QApplication::activeWindow());
     dlg.setWindowTitle(r.Title);
     if (dlg.exec() != QDialog::Accepted) return false;
-    r.PrinterName =
-        r.Printer->outputFormat() == QPrinter::NativeFormat ? r.Printer->printerName() : QString();
+    r.PrinterName = ChosenPrinter(*r.Printer);
     return true;
   }
   int ShowModal(QDialog& form) override {
@@ -68,12 +67,18 @@ class TKvRealDialogs : public TKvDialogs {
     if (!r.Geometry.isEmpty()) dlg.restoreGeometry(r.Geometry);
     QObject::connect(&dlg, &QPrintPreviewDialog::paintRequested, &dlg,
                      [&r](QPrinter* printer) { r.Paint(*printer); });
+    // The preview's own print button accepts it after its print dialog chose the target.
     const bool accepted = dlg.exec() == QDialog::Accepted;
     r.Geometry = dlg.saveGeometry();
+    if (accepted) r.PrinterName = ChosenPrinter(*r.Printer);
     return accepted;
   }
 
  private:
+  // A printer by its name; empty when the report went to a file.
+  static QString ChosenPrinter(const QPrinter& printer) {
+    return printer.outputFormat() == QPrinter::NativeFormat ? printer.printerName() : QString();
+  }
   static bool Run(TKvFileDialogRequest& r, QFileDialog::AcceptMode mode) {
     QFileDialog dlg(QApplication::activeWindow(), r.Title, r.InitialDir);
     dlg.setAcceptMode(mode);

@@ -9,6 +9,7 @@
 #include <QSettings>
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 #include "KvGridView.h"
 
@@ -118,6 +119,8 @@ int TKvReportLink::Paint(QCPPainter& painter, QPrinter& printer,
                          const TKvReportProgress& progress) {
   TKvReportPageFrame frame(painter, printer, Page);
   const int pages = std::max(1, PageCount(frame));
+  const std::unique_ptr<TKvReportLink, void (*)(TKvReportLink*)> ending(
+      this, [](TKvReportLink* link) { link->EndReport(); });
   LastPageCount = 0;
   for (int p = 0; p < pages; ++p) {
     if (p > 0) printer.newPage();
@@ -143,15 +146,13 @@ void TKvChartReportLink::PaintPage(QCPPainter& painter, const TKvReportPageFrame
 }
 
 void KvChart_PaintInto(QCPPainter& painter, QCustomPlot& chart, const QRectF& target) {
-  // The chart lays itself out at a screen-like width and is scaled onto the page; the series
-  // sample their points per column of that width, so the layout and the sample are made for
-  // it before drawing (the first replot lays out, the second samples).
+  // The chart lays itself out at a screen-like width and is scaled onto the page; its layout
+  // and sample are made for that width before drawing.
   const int width = std::max(chart.width(), 900);
   const int height = std::max(1, int(width * target.height() / target.width()));
   const QRect screen = chart.viewport();
   chart.setViewport(QRect(0, 0, width, height));
-  chart.replot(QCustomPlot::rpImmediateRefresh);
-  chart.replot(QCustomPlot::rpImmediateRefresh);
+  KvChart_Refresh(chart);
   painter.save();
   painter.setMode(QCPPainter::pmVectorized);
   painter.setMode(QCPPainter::pmNoCaching);
@@ -160,8 +161,14 @@ void KvChart_PaintInto(QCPPainter& painter, QCustomPlot& chart, const QRectF& ta
   chart.toPainter(&painter, width, height);
   painter.restore();
   chart.setViewport(screen);
+  KvChart_Refresh(chart);
+}
+
+void KvChart_Refresh(QCustomPlot& chart) {
+  // The series sample their points per pixel column of the layout the first replot makes;
+  // the second draws that sample.
   chart.replot(QCustomPlot::rpImmediateRefresh);
-  chart.replot(QCustomPlot::rpQueuedReplot);
+  chart.replot(QCustomPlot::rpImmediateRefresh);
 }
 
 // ---- grid ---------------------------------------------------------------------------------
@@ -212,11 +219,11 @@ int TKvGridReportLink::RowsPerPage(const TKvReportPageFrame& frame) const {
 }
 
 int TKvGridReportLink::PageCount(const TKvReportPageFrame& frame) {
-  const TKvGridView* view = Grid ? Grid() : nullptr;
+  TKvGridView* view = Grid ? Grid() : nullptr;
   if (!view || !view->model()) return 1;
-  const int rows = view->model()->rowCount();
+  FRows.Start(*view->model());
   const int perPage = RowsPerPage(frame);
-  return std::max(1, (rows + perPage - 1) / perPage);
+  return std::max(1, (FRows.Count() + perPage - 1) / perPage);
 }
 
 void TKvGridReportLink::PaintPage(QCPPainter& painter, const TKvReportPageFrame& frame,
@@ -230,7 +237,7 @@ void TKvGridReportLink::PaintPage(QCPPainter& painter, const TKvReportPageFrame&
   const std::vector<TKvPrintColumn> columns = PrintColumns(*view, body.left(), body.width());
   const int perPage = RowsPerPage(frame);
   const int first = pageNo * perPage;
-  const int last = std::min(model.rowCount(), first + perPage);
+  const int last = std::min(FRows.Count(), first + perPage);
 
   painter.setPen(QPen(Qt::gray, 0));
   const QRectF caption(body.left(), body.top(), body.width(), rowHeight);
@@ -244,9 +251,13 @@ void TKvGridReportLink::PaintPage(QCPPainter& painter, const TKvReportPageFrame&
 
   painter.setFont(GridFont(false));
   double y = caption.bottom();
-  for (int row = first; row < last; ++row, y += rowHeight) {
-    if ((row - first) % 2)
+  bool shaded = false;
+  for (int i = first; i < last; ++i) {
+    const int row = FRows.Now(i);
+    if (row < 0) continue;
+    if (shaded)
       painter.fillRect(QRectF(body.left(), y, body.width(), rowHeight), QColor(245, 245, 245));
+    shaded = !shaded;
     for (const TKvPrintColumn& c : columns) {
       const QModelIndex index = model.index(row, c.Logical);
       const QVariant align = model.data(index, Qt::TextAlignmentRole);
@@ -254,6 +265,7 @@ void TKvGridReportLink::PaintPage(QCPPainter& painter, const TKvReportPageFrame&
       painter.drawText(QRectF(c.Left + pad, y, c.Width - 2 * pad, rowHeight), flags,
                        model.data(index, Qt::DisplayRole).toString());
     }
+    y += rowHeight;
   }
   painter.setPen(QPen(Qt::gray, 0));
   painter.drawLine(QPointF(body.left(), caption.bottom()), QPointF(body.right(), caption.bottom()));
@@ -267,6 +279,9 @@ void TKvGridReportLink::PaintPage(QCPPainter& painter, const TKvReportPageFrame&
 void TKvContainerReportLink::PaintPage(QCPPainter& painter, const TKvReportPageFrame& frame, int) {
   QWidget* form = Container ? Container() : nullptr;
   if (!form) return;
+  // The charts on the form show what their last replot drew; readings since then only asked
+  // for a replot, which the panel folds into a few a second.
+  for (QCustomPlot* chart : form->findChildren<QCustomPlot*>()) KvChart_Refresh(*chart);
   const QRectF body = frame.Body();
   const QSize size = form->size();
   double scale = Page.ScaleFactor / 100.0;

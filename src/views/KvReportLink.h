@@ -8,6 +8,8 @@
 #include <QString>
 #include <functional>
 
+#include "KvReportRows.h"
+
 class QCustomPlot;
 class QCPPainter;
 class QPainter;
@@ -72,7 +74,10 @@ class TKvReportLink {
   int Paint(QCPPainter& painter, QPrinter& printer, const TKvReportProgress& progress);
 
  protected:
+  // The report starts: fixes what it prints and counts its pages. EndReport follows, however
+  // the report ends.
   virtual int PageCount(const TKvReportPageFrame& frame) = 0;
+  virtual void EndReport() {}
   virtual void PaintPage(QCPPainter& painter, const TKvReportPageFrame& frame, int pageNo) = 0;
 };
 
@@ -91,7 +96,8 @@ class TKvChartReportLink : public TKvReportLink {
 };
 
 // The grid as a report: its visible columns in their order and width ratio, their captions
-// repeated on each page, and every row the grid's model holds, in its order.
+// repeated on each page, and every row the grid's model holds when the report starts, in its
+// order.
 class TKvGridReportLink : public TKvReportLink {
  public:
   using TKvReportLink::TKvReportLink;
@@ -101,15 +107,19 @@ class TKvGridReportLink : public TKvReportLink {
 
  protected:
   int PageCount(const TKvReportPageFrame& frame) override;
+  void EndReport() override { FRows.Stop(); }
   void PaintPage(QCPPainter& painter, const TKvReportPageFrame& frame, int pageNo) override;
 
  private:
   double RowHeight(const TKvReportPageFrame& frame) const;
+  TKvReportRows FRows;
 };
 
 // Draws the chart engine's own picture of the chart into target (device pixels), laid out at
 // a screen-like width and scaled to fit the target's width.
 void KvChart_PaintInto(QCPPainter& painter, QCustomPlot& chart, const QRectF& target);
+// Lays the chart out and samples its series for its current viewport, drawing at once.
+void KvChart_Refresh(QCustomPlot& chart);
 
 // A form as it is laid out, enlarged by the page's scale factor and shrunk to the page width
 // when it would not fit.

@@ -2,6 +2,7 @@
 
 #include <qcustomplot.h>
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -98,21 +99,21 @@ void TDmDxPrinting::SetPrintTitle(const QString& title) {
 // ---- the three operations -----------------------------------------------------------------
 
 void TDmDxPrinting::PrinterSetup(int link) {
-  RunFrame(link, [this](TKvReportLink& l, QPrinter& p) { PageSetup(l, p); });
+  RunFrame(link, [this](TKvReportLink& l, QPrinter& p) { return PageSetup(l, p); });
 }
 
 void TDmDxPrinting::PrintPreview(int link) {
-  RunFrame(link, [this](TKvReportLink& l, QPrinter& p) { Preview(l, p); });
+  RunFrame(link, [this](TKvReportLink& l, QPrinter& p) { return Preview(l, p); });
 }
 
 void TDmDxPrinting::PrintPrint(int link) {
-  RunFrame(link, [this](TKvReportLink& l, QPrinter& p) { Print(l, p); });
+  RunFrame(link, [this](TKvReportLink& l, QPrinter& p) { return Print(l, p); });
 }
 
-// A changed page stays stored even when the user cancels, and the printer choice follows the
-// last use of any link.
-void TDmDxPrinting::RunFrame(int bound,
-                             const std::function<void(TKvReportLink&, QPrinter&)>& middle) {
+// A changed page stays stored even when the user cancels. The printer choice follows the last
+// report any link printed: a cancelled one keeps the stored printer, even one that has gone,
+// for the day it is back.
+void TDmDxPrinting::RunFrame(int bound, const TKvPrintStep& middle) {
   if (LinkCount <= bound) {
     Notify("Print preview link not available", false);
     return;
@@ -134,21 +135,23 @@ void TDmDxPrinting::RunFrame(int bound,
     }
   }
   printer.setPageLayout(link.Page.Layout());
-  middle(link, printer);
+  const bool printed = middle(link, printer);
   if (!link.Page.SaveToFile(prn))
     KvSysHelper().SysLog_Add(this, "", "Page settings not saved: " + prn);
-  if (!FSelectedPrinter.isEmpty() && DmKvBasic)
+  if (printed && !FSelectedPrinter.isEmpty() && DmKvBasic)
     DmKvBasic->KvFormStorage1->WriteString("PrnName", FSelectedPrinter);
 }
 
-void TDmDxPrinting::PageSetup(TKvReportLink& link, QPrinter& printer) {
+bool TDmDxPrinting::PageSetup(TKvReportLink& link, QPrinter& printer) {
   TKvPrintRequest request;
   request.Title = "Page setup";
   request.Printer = &printer;
   if (KvDialogs().PageSetupDialog(request)) link.Page.FromLayout(printer.pageLayout());
+  return false;
 }
 
-void TDmDxPrinting::Preview(TKvReportLink& link, QPrinter& printer) {
+// The preview prints too: a printer chosen there is the printer of the next report.
+bool TDmDxPrinting::Preview(TKvReportLink& link, QPrinter& printer) {
   TKvPrintRequest request;
   request.Title = "Print preview";
   request.Printer = &printer;
@@ -157,13 +160,15 @@ void TDmDxPrinting::Preview(TKvReportLink& link, QPrinter& printer) {
     PaintReport(link, target, OnProgress ? OnProgress : DefaultProgress());
   };
   dxComponentPrinter1BeforePreview(link, request);
-  KvDialogs().PrintPreviewDialog(request);
+  const bool printed = KvDialogs().PrintPreviewDialog(request);
   dxComponentPrinter1AfterPreview(link, request);
+  if (printed && !request.PrinterName.isEmpty()) FSelectedPrinter = request.PrinterName;
+  return printed;
 }
 
-void TDmDxPrinting::Print(TKvReportLink& link, QPrinter& printer) {
-  if (!ChooseTarget(link, printer)) return;
-  PaintReport(link, printer, OnProgress ? OnProgress : DefaultProgress());
+bool TDmDxPrinting::Print(TKvReportLink& link, QPrinter& printer) {
+  if (!ChooseTarget(link, printer)) return false;
+  return PaintReport(link, printer, OnProgress ? OnProgress : DefaultProgress());
 }
 
 // Without any printer the report goes to a PDF file the user names; otherwise the print
@@ -211,8 +216,10 @@ bool TDmDxPrinting::PaintReport(TKvReportLink& link, QPrinter& printer,
   if (pages < 0) printer.abort();
   painter.end();
   if (pages < 0) {
+    // The PDF writer has no way back: the pages so far are in the file, which is no report.
+    if (!printer.outputFileName().isEmpty()) QFile::remove(printer.outputFileName());
     Notify("Printing cancelled", true);
-    return true;
+    return false;
   }
   const double seconds = std::max(elapsed.nsecsElapsed() / 1e9, 1e-6);
   Notify(QString("%1 page(s) printed in %2 s, %3 pages/s")
@@ -223,14 +230,22 @@ bool TDmDxPrinting::PaintReport(TKvReportLink& link, QPrinter& printer,
   return true;
 }
 
+// A report of more than one page shows its progress from the first page on: the dialog keeps
+// the window answering (readings go on arriving) and offers the cancel.
 TKvReportProgress TDmDxPrinting::DefaultProgress() {
   auto dialog = std::make_shared<QProgressDialog>("Printing...", "Cancel", 0, 1);
+  dialog->setObjectName("PrintProgress");
   dialog->setWindowModality(Qt::ApplicationModal);
-  dialog->setMinimumDuration(500);
+  dialog->setAutoReset(false);
+  dialog->setAutoClose(false);
+  dialog->setMinimumDuration(0);
   return [dialog](int done, int total) {
+    if (total < 2) return true;
     if (dialog->maximum() != total) dialog->setMaximum(total);
     dialog->setLabelText(QString("Page %1 of %2").arg(done).arg(total));
+    if (!dialog->isVisible()) dialog->show();
     dialog->setValue(done);
+    QCoreApplication::processEvents();
     return !dialog->wasCanceled();
   };
 }

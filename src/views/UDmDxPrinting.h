@@ -50,12 +50,15 @@ class TDmDxPrinting : public QObject, public TKvReportPrinting {
 
  private:
   void DataModuleCreate();
-  void RunFrame(int link, const std::function<void(TKvReportLink&, QPrinter&)>& middle);
-  void PageSetup(TKvReportLink& link, QPrinter& printer);
-  void Preview(TKvReportLink& link, QPrinter& printer);
-  void Print(TKvReportLink& link, QPrinter& printer);
+  // The middle of an operation answers whether the report went to the chosen printer.
+  using TKvPrintStep = std::function<bool(TKvReportLink&, QPrinter&)>;
+  void RunFrame(int link, const TKvPrintStep& middle);
+  bool PageSetup(TKvReportLink& link, QPrinter& printer);
+  bool Preview(TKvReportLink& link, QPrinter& printer);
+  bool Print(TKvReportLink& link, QPrinter& printer);
   bool ChooseTarget(TKvReportLink& link, QPrinter& printer);
-  // Prints the link's pages; false when the target could not be opened.
+  // Prints the link's pages; true when all of them were printed. A cancelled report leaves
+  // no file behind.
   bool PaintReport(TKvReportLink& link, QPrinter& printer, const TKvReportProgress& progress);
   TKvReportProgress DefaultProgress();
   void dxComponentPrinter1BeforePreview(const TKvReportLink& link, TKvPrintRequest& request);

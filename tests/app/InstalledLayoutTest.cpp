@@ -1,9 +1,13 @@
 // The reader started through its own wiring from a build folder and from an installed
 // prefix: either way it must find its skin file and manual.
+#include <QTimer>
+#include <csignal>
+
 #include "../frame/AppModuleFixture.h"
 #include "KvPortDevices.h"
 #include "LvxInstalledLayout.h"
 #include "LvxProgram.h"
+#include "UFrmLvx_Main.h"
 
 namespace {
 class TNoDevices : public TKvPortDeviceSource {
@@ -63,4 +67,31 @@ TEST_F(InstalledLayoutTest, SkinFileChosenBeforeStartIsKept) {
   LvxReader_LocateDataFiles();
   EXPECT_EQ(KvGlobalInfo().strSkinFileName, Path("own.skin"));
   EXPECT_EQ(KvGlobalInfo().strAppHelpFile, Installed("LvxReader.html"));
+}
+
+// The settings file delivered with the program seeds the user's own on the first start.
+TEST_F(InstalledLayoutTest, TheDeliveredSettingsFileComesFromTheSharedDataFolder) {
+  Install(Path("share/lvxreader"));
+  WriteFile(Installed("LvxReader_1920x1080.ini"), "[Delivered]\nBy=package\n");
+  StartAndStop();
+  EXPECT_TRUE(ReadFile(IniFile()).contains("By=package")) << ReadFile(IniFile()).toStdString();
+}
+
+// A session that ends sends SIGTERM: the program closes as from its Exit, and the log it
+// writes then tells where the run-time files were found.
+TEST_F(InstalledLayoutTest, ATerminatedProgramClosesItsWindowAndWritesItsLog) {
+  Install(Path("share/lvxreader"));
+  {
+    TNoDevices devices;
+    TLvxProgram program(&devices);
+    QTimer::singleShot(0, [] { std::raise(SIGTERM); });
+    program.Run(*qApp);
+    EXPECT_FALSE(program.Main().isVisible());
+  }
+  const QByteArray log = ReadFile(Path("userappdata/Brevik/LvxReader/LvxReader_1920x1080.log"));
+  EXPECT_TRUE(log.contains("Run-time files in \"" + Path("share/lvxreader").toUtf8() + '"'))
+      << log.toStdString();
+  struct sigaction now = {};
+  sigaction(SIGTERM, nullptr, &now);
+  EXPECT_EQ(now.sa_handler, SIG_DFL);
 }

@@ -192,6 +192,24 @@ TEST_F(KvAppIniFileStorageTest, FirstStartCopiesTheFileBesideTheProgram) {
   EXPECT_EQ(store.ReadInteger("FrmLvx_Connect", "SerialCom", 0), 6);
 }
 
+// Installed, the program is in PREFIX/bin and the delivered file in PREFIX/share/lvxreader; a
+// file beside the program (a build) comes first.
+TEST_F(KvAppIniFileStorageTest, FirstStartCopiesTheInstalledFileWhenNoneIsBesideTheProgram) {
+  QDir().mkpath(Path("share/lvxreader"));
+  WriteFile(Path("share/lvxreader/LvxReader_1920x1080.ini"), "[S]\nFrom=share\n");
+  {
+    TKvAppIniFileStorage store;
+    EXPECT_TRUE(store.IsIniFileExists());
+    EXPECT_EQ(store.ReadString("S", "From", ""), "share");
+  }
+  QFile::remove(UserIni());
+  QDir().mkpath(Path("program"));
+  WriteFile(Path("program/LvxReader_1920x1080.ini"), "[S]\nFrom=program\n");
+  TKvAppIniFileStorage store;
+  EXPECT_TRUE(store.IsIniFileExists());
+  EXPECT_EQ(store.ReadString("S", "From", ""), "program");
+}
+
 TEST_F(KvAppIniFileStorageTest, AStandardIniReaderReadsTheFile) {
   QString python = QStandardPaths::findExecutable("python3");
   if (python.isEmpty()) GTEST_SKIP() << "python3 not installed";

@@ -3,12 +3,16 @@
 // and the reports themselves, read back from the PDFs they make. The dialogs are scripted;
 // everything else (printer, PDF writer, files) is real.
 #include <QHeaderView>
+#include <QImage>
 #include <QLabel>
 #include <QPrinter>
 #include <QProcess>
+#include <QProgressDialog>
+#include <QPushButton>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QStatusBar>
+#include <QTimer>
 
 #include "../frame/AppModuleFixture.h"
 #include "KvGridView.h"
@@ -38,6 +42,41 @@ QStringList PdfPages(const QString& file) {
   if (!pages.isEmpty() && pages.last().trimmed().isEmpty()) pages.removeLast();
   return pages;
 }
+
+// The first page of a PDF as a picture, as a viewer shows it.
+QImage PdfPageImage(const QString& file) {
+  QProcess p;
+  p.start("pdftoppm", {"-r", "72", "-png", "-singlefile", file, file});
+  p.waitForFinished(60000);
+  return QImage(file + ".png");
+}
+
+// The height (0 at the bottom of the picture) of a curve drawn in one colour, averaged over
+// each quarter of the width it covers, left to right. Where the colour has more than one
+// pixel in a column (the legend above the curve), the lowest one counts.
+std::vector<double> CurveHeightByQuarter(const QImage& image, QColor color) {
+  std::vector<int> lowest(size_t(image.width()), -1);
+  for (int x = 0; x < image.width(); ++x)
+    for (int y = 0; y < image.height(); ++y) {
+      const QColor c = image.pixelColor(x, y);
+      if (std::abs(c.red() - color.red()) + std::abs(c.green() - color.green()) +
+              std::abs(c.blue() - color.blue()) <
+          60)
+        lowest[size_t(x)] = image.height() - 1 - y;
+    }
+  std::vector<int> columns;
+  for (int x = 0; x < image.width(); ++x)
+    if (lowest[size_t(x)] >= 0) columns.push_back(x);
+  std::vector<double> quarters(4, 0);
+  if (columns.size() < 8) return {};
+  const size_t n = columns.size();
+  for (size_t q = 0; q < 4; ++q) {
+    double sum = 0;
+    for (size_t i = q * n / 4; i < (q + 1) * n / 4; ++i) sum += lowest[size_t(columns[i])];
+    quarters[q] = sum / double((q + 1) * n / 4 - q * n / 4);
+  }
+  return quarters;
+}
 }  // namespace
 
 class PrintingTest : public AppModuleTest {
@@ -54,8 +93,8 @@ class PrintingTest : public AppModuleTest {
     Program.reset();
     AppModuleTest::TearDown();
   }
-  // Rows at 23 Nov 2026 10:00:00 plus one second each, the level rising by 0.1 dB.
-  void AddRows(int count) {
+  // Rows at 23 Nov 2026 hour:00:00 plus one second each, the level rising by 0.1 dB.
+  void AddRows(int count, int hour = 10) {
     for (int i = 0; i < count; ++i) {
       TKvUniqueData d;
       d.bValid = d.bConnected = true;
@@ -63,7 +102,7 @@ class PrintingTest : public AppModuleTest {
       d.dLo = 50;
       d.dHi = 100;
       d.dtDate = EncodeDate(2026, 11, 23);
-      d.dtTime = EncodeTime(10, (i / 60) % 60, i % 60, 0) + (i / 3600) / 24.0;
+      d.dtTime = EncodeTime(hour, (i / 60) % 60, i % 60, 0) + (i / 3600) / 24.0;
       Program->Commander().AddData(d);
     }
   }
@@ -244,14 +283,23 @@ TEST_F(PrintingTest, TheChartPreviewsAsVectorsAndKeepsThePreviewWindowsPlace) {
   EXPECT_TRUE(QFile::exists(UserFile("LvxReader_Link0.pre")));
 }
 
+// The panel as laid out, its chart up to date: the readings came faster than the panel
+// replots, and the level, rising with every reading, rises across the printed chart.
 TEST_F(PrintingTest, TheContainerLinkPrintsTheChartPanelOnOnePage) {
-  AddRows(50);
   ShowTab(TFrmKvMain::TabChart);
+  AddRows(50);
   Printing().SetCurrentLink(2);
   const QString pdf = PrintToPdf("panel.pdf");
   const QStringList pages = PdfPages(pdf);
   ASSERT_EQ(pages.size(), 1);
-  EXPECT_TRUE(pages[0].contains("Autoscale") || pages[0].contains("Line chart panel"));
+  EXPECT_TRUE(pages[0].contains("Line chart panel"));
+  const std::vector<double> level =
+      CurveHeightByQuarter(PdfPageImage(pdf), QColor(0x44, 0x66, 0xA3));
+  ASSERT_EQ(level.size(), 4u);
+  for (size_t q = 1; q < level.size(); ++q) {
+    SCOPED_TRACE(q);
+    EXPECT_GT(level[q], level[q - 1]);
+  }
 }
 
 // The printer follows the last use of any link; one that has gone is ignored and stays stored
@@ -280,6 +328,135 @@ TEST_F(PrintingTest, TheStoredPrinterIsOfferedWhileItExists) {
   Dialogs.PrintAnswers = {false};
   Printing().PrintPrint(0);
   EXPECT_NE(Dialogs.PrintRequests.back().second.PrinterName, "Gone");
+  EXPECT_EQ(StoredPrinter(), "Gone");
+  Printing().PrinterSetup(0);  // a page setup prints nothing
+  EXPECT_EQ(StoredPrinter(), "Gone");
+
+  DialogsPrintTo(Path("b.pdf"));
+  Dialogs.OnPrintDialog = [inner = Dialogs.OnPrintDialog](const QString& kind, TKvPrintRequest& r) {
+    inner(kind, r);
+    r.PrinterName = "Office";
+  };
+  Printing().PrintPrint(0);
+  EXPECT_EQ(StoredPrinter(), "Office");
+}
+
+// Before the first page settings of a link exist the stored printer is not offered; the
+// printer of the first report is stored.
+TEST_F(PrintingTest, WithoutPageSettingsTheStoredPrinterIsNotReadButWrittenAfterwards) {
+  Dialogs.Printers = {"Office", "Lab"};
+  DmKvBasic->KvFormStorage1->WriteString("PrnName", "Lab");
+  ShowTab(TFrmKvMain::TabDataTable);
+  ASSERT_FALSE(QFile::exists(UserFile("LvxReader_Link1.prn")));
+  DialogsPrintTo(Path("first.pdf"));
+  Dialogs.OnPrintDialog = [inner = Dialogs.OnPrintDialog](const QString& kind, TKvPrintRequest& r) {
+    inner(kind, r);
+    r.PrinterName = "Office";
+  };
+  Printing().PrintPrint(0);
+  ASSERT_EQ(Dialogs.PrintRequests.size(), 1u);
+  EXPECT_NE(Dialogs.PrintRequests[0].second.PrinterName, "Lab");
+  EXPECT_EQ(StoredPrinter(), "Office");
+  EXPECT_TRUE(QFile::exists(UserFile("LvxReader_Link1.prn")));
+}
+
+// The preview's print button chooses a printer like the print dialog does.
+TEST_F(PrintingTest, APrinterChosenInThePreviewIsStored) {
+  Dialogs.Printers = {"Office", "Lab"};
+  AddRows(5);
+  ShowTab(TFrmKvMain::TabChart);
+  Dialogs.PrintAnswers = {false};  // looked at, closed
+  Printing().PrintPreview(0);
+  EXPECT_EQ(StoredPrinter(), "");
+  DialogsPrintTo(Path("from_preview.pdf"));
+  Dialogs.OnPrintDialog = [inner = Dialogs.OnPrintDialog](const QString& kind, TKvPrintRequest& r) {
+    inner(kind, r);
+    r.PrinterName = "Lab";
+  };
+  Printing().PrintPreview(0);
+  EXPECT_EQ(StoredPrinter(), "Lab");
+  Dialogs.OnPrintDialog = nullptr;
+  Dialogs.PrintAnswers = {false};
+  Printing().PrintPrint(0);
+  EXPECT_EQ(Dialogs.PrintRequests.back().first, "print");
+  EXPECT_EQ(Dialogs.PrintRequests.back().second.PrinterName, "Lab");
+}
+
+TEST_F(PrintingTest, WithoutADocumentTheTableReportHasNoNote) {
+  AddRows(3);
+  ShowTab(TFrmKvMain::TabDataTable);
+  ASSERT_TRUE(DmKvBasic->File_ActName().isEmpty());
+  const QString pdf = PrintToPdf("untitled.pdf");
+  EXPECT_TRUE(Printing().dxComponentPrinter1Link_DB_Table.ReportNote.isEmpty());
+  const QStringList pages = PdfPages(pdf);
+  ASSERT_EQ(pages.size(), 1);
+  // The header line holds the title alone.
+  const QString header = pages[0].section('\n', 0, 0).trimmed();
+  EXPECT_EQ(header.left(header.indexOf("Phonara")).trimmed(), "");
+}
+
+// Readings go on arriving while a long report prints (its progress dialog keeps the window
+// answering); they land above the rows printed so far and must not push rows across a page
+// break, where they would print twice.
+TEST_F(PrintingTest, ReadingsArrivingWhilePrintingNeitherShiftNorRepeatPrintedRows) {
+  AddRows(300);
+  ShowTab(TFrmKvMain::TabDataTable);
+  QStringList times;
+  for (int r = 0; r < 300; ++r) times << GridCell(r, 1);
+  int arrived = 0;
+  Printing().OnProgress = [this, &arrived](int, int) {
+    TKvUniqueData d;
+    d.bValid = d.bConnected = true;
+    d.dVal = 70;
+    d.dLo = 50;
+    d.dHi = 100;
+    d.dtDate = EncodeDate(2026, 11, 23);
+    for (int i = 0; i < 7; ++i, ++arrived) {
+      d.dtTime = EncodeTime(12, arrived / 60, arrived % 60, 0);
+      Program->Commander().AddData(d);
+    }
+    return true;
+  };
+  const QStringList pages = PdfPages(PrintToPdf("growing.pdf"));
+  ASSERT_GE(pages.size(), 3);
+  EXPECT_EQ(Table->cxGridTableDBTableView2->model()->rowCount(), 300 + arrived);
+  const QString all = pages.join('\n');
+  EXPECT_FALSE(all.contains("12:00:0")) << "a reading that came during printing was printed";
+  qsizetype at = 0;
+  for (const QString& t : times) {
+    SCOPED_TRACE(t.toStdString());
+    EXPECT_EQ(all.count(t), 1);
+    const qsizetype next = all.indexOf(t, at);
+    ASSERT_GT(next, at);
+    at = next;
+  }
+}
+
+// The program's own progress dialog, offscreen: its cancel button stops the report after the
+// page it is on, and the PDF begun is not left behind.
+TEST_F(PrintingTest, TheProgressDialogCancelsAndLeavesNoHalfWrittenPdf) {
+  AddRows(400);
+  ShowTab(TFrmKvMain::TabDataTable);
+  const QString pdf = Path("stopped.pdf");
+  Dialogs.FileAnswers.push_back(pdf);
+  QString shown;
+  bool existed = false;
+  QTimer::singleShot(0, [&] {
+    for (QWidget* w : QApplication::topLevelWidgets())
+      if (auto* progress = qobject_cast<QProgressDialog*>(w); progress && progress->isVisible()) {
+        shown = progress->labelText();
+        existed = QFile::exists(pdf);
+        if (qEnvironmentVariableIsSet("LVX_VIEWS_SHOTS"))
+          progress->grab().save(qEnvironmentVariable("LVX_VIEWS_SHOTS") + "/print_progress.png");
+        progress->findChild<QPushButton*>()->click();
+      }
+  });
+  DmKvBasic->ActionPrintPrint->trigger();
+  EXPECT_TRUE(shown.startsWith("Page 1 of ")) << shown.toStdString();
+  EXPECT_TRUE(existed);
+  EXPECT_FALSE(QFile::exists(pdf));
+  EXPECT_EQ(StatusText(), "Printing cancelled");
+  EXPECT_EQ(Printing().dxComponentPrinter1Link_DB_Table.LastPageCount, 1);
 }
 
 TEST_F(PrintingTest, AnUnwritablePdfAndACancelAreReported) {
@@ -292,7 +469,7 @@ TEST_F(PrintingTest, AnUnwritablePdfAndACancelAreReported) {
 
   int seen = 0;
   Printing().OnProgress = [&seen](int done, int) { return ++seen, done < 2; };
-  PrintToPdf("cancelled.pdf");
+  EXPECT_FALSE(QFile::exists(PrintToPdf("cancelled.pdf")));
   EXPECT_EQ(seen, 2);
   EXPECT_EQ(StatusText(), "Printing cancelled");
 }
