@@ -28,12 +28,16 @@ TKvUniqueData Reading(double val) {
   return d;
 }
 
+// Sized by the screen's resolution as the program sizes it: on a screen of 144 dots per inch
+// (QT_QPA_PLATFORM=offscreen:configfile=tests/views/screen_144dpi.json) there are 2.5 times
+// the pixels to paint.
 struct Panel {
   TDmKvDiagramEditor editor;
   TFrmDxLvxDisplay form;
-  QImage surface{430, 335, QImage::Format_ARGB32_Premultiplied};
+  const TKvDisplayScale scale = KvDisplay_ScaleFor(GetScreenDPI());
+  QImage surface{scale.Width + 20, scale.Height + 20, QImage::Format_ARGB32_Premultiplied};
   Panel() {
-    form.resize(430, 335);
+    form.resize(surface.size());
     FrmDxLvxDisplay = &form;
   }
   ~Panel() { FrmDxLvxDisplay = nullptr; }
@@ -85,7 +89,7 @@ BENCHMARK(BM_PaintBigFigure)->Unit(benchmark::kMicrosecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-  qputenv("QT_QPA_PLATFORM", "offscreen");
+  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication app(argc, argv);
   for (const char* f : {"LCD_BaseB", "DS_Digital"}) LoadFontResource(f);
   benchmark::Initialize(&argc, argv);
