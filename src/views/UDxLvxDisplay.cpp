@@ -86,6 +86,51 @@ void TKvLcdLabel::Place(double scale) {
   }
 }
 
+namespace {
+constexpr int LargestOutlinedGlyph = 64;
+}
+
+void TKvLcdLabel::changeEvent(QEvent* event) {
+  if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange)
+    FGlyphs.clear();
+  QLabel::changeEvent(event);
+}
+
+const QPixmap& TKvLcdLabel::Glyph(QChar c) {
+  auto found = FGlyphs.constFind(c);
+  if (found != FGlyphs.constEnd()) return *found;
+  const QFontMetricsF metrics(font());
+  // Room for the parts of a slanted segment that reach beyond the advance.
+  const qreal pad = metrics.height() / 4;
+  const qreal ratio = devicePixelRatioF();
+  const QSizeF size(metrics.horizontalAdvance(c) + 2 * pad, metrics.height());
+  QPixmap glyph((size * ratio).toSize() + QSize(1, 1));
+  glyph.setDevicePixelRatio(ratio);
+  glyph.fill(Qt::transparent);
+  QPainter p(&glyph);
+  p.setFont(font());
+  p.setPen(palette().color(QPalette::WindowText));
+  // Laid out as the label lays out its text, so that it stands at the same height.
+  p.drawText(QRectF(QPointF(pad, 0), size), Qt::AlignLeft | Qt::AlignTop | Qt::TextDontClip,
+             QString(c));
+  return *FGlyphs.insert(c, glyph);
+}
+
+void TKvLcdLabel::paintEvent(QPaintEvent* event) {
+  if (font().pixelSize() <= LargestOutlinedGlyph) return QLabel::paintEvent(event);
+  QPainter p(this);
+  const QFontMetricsF metrics(font());
+  const QString shown = text();
+  const QRect room = contentsRect();
+  const qreal pad = metrics.height() / 4;
+  qreal x = alignment() & Qt::AlignRight ? room.right() + 1 - metrics.horizontalAdvance(shown)
+                                         : room.left();
+  for (QChar c : shown) {
+    p.drawPixmap(QPointF(std::round(x - pad), room.top()), Glyph(c));
+    x += metrics.horizontalAdvance(c);
+  }
+}
+
 TKvImage32::TKvImage32(QWidget* parent) : QWidget(parent), Color(ColorToQColor(ImageColor)) {
   setObjectName("Image32Display");
 }

@@ -7,7 +7,9 @@
 // Every legend exists twice: as a label, which the user sees, and as a hidden text block on
 // the diagram. Data2Display's two switches decide which set follows the reading; the labels
 // carry the display and the blocks stay dark, ready to be turned on by the switch.
+#include <QHash>
 #include <QLabel>
+#include <QPixmap>
 #include <QWidget>
 #include <memory>
 
@@ -52,8 +54,16 @@ class TKvLcdLabel : public QLabel {
   // Places and sizes the label for a scale (zoom / 100).
   void Place(double scale);
 
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void changeEvent(QEvent* event) override;
+
  private:
+  const QPixmap& Glyph(QChar c);
   TDesign FDesign;
+  // The toolkit fills glyphs above 64 pixels as outlines on every paint, and the level's big
+  // figure is painted with every reading: its glyphs are drawn once and kept.
+  QHash<QChar, QPixmap> FGlyphs;
 };
 
 // The image under the diagram and the labels: a plain colour surface.

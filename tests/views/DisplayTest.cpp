@@ -431,3 +431,38 @@ TEST_F(DisplayTest, AddDataAppendsAStampedRow) {
   EXPECT_EQ(row.Y, -2.25);
   EXPECT_DOUBLE_EQ(row.DT, Now());
 }
+
+// The big figure draws kept glyphs instead of the toolkit's text: it must look as the
+// toolkit's own drawing of the same text does, reading after reading.
+TEST_F(DisplayTest, TheBigFigureLooksAsTheToolkitDrawsIt) {
+  TKvLcdLabel* figure = Form->cxLabelSoundVal;
+  Form->show();
+  ASSERT_GT(figure->font().pixelSize(), 64);
+  QLabel plain;
+  plain.setFont(figure->font());
+  plain.setAlignment(figure->alignment());
+  plain.setPalette(figure->palette());
+  plain.setContentsMargins(0, 0, 0, 0);
+  plain.resize(figure->size());
+  auto draw = [](QWidget* w) {
+    QImage image(w->size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::white);
+    w->render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+    return image;
+  };
+  for (double level : {55.5, 97.8, 41.3, 55.5}) {
+    Form->Data2Display(Reading(level));
+    plain.setText(figure->text());
+    const QImage ours = draw(figure), toolkit = draw(&plain);
+    int ink = 0, apart = 0;
+    for (int y = 0; y < ours.height(); ++y)
+      for (int x = 0; x < ours.width(); ++x) {
+        const int a = qGray(ours.pixel(x, y)), b = qGray(toolkit.pixel(x, y));
+        ink += b < 128;
+        apart += std::abs(a - b) > 128;
+      }
+    EXPECT_GT(ink, 1000) << level;
+    // Edges may differ by a fraction of a pixel; a wrong or misplaced glyph differs by far more.
+    EXPECT_LT(apart, ink / 20) << level;
+  }
+}
