@@ -12,6 +12,7 @@
 #include <QToolButton>
 #include <QtTest>
 
+#include "../frame/ProgramFixture.h"
 #include "DocumentLifecycleFixture.h"
 #include "KvPortDevices.h"
 #include "LvxProgram.h"
@@ -178,29 +179,13 @@ TEST_F(ExportDialogTest, TheActionNeedsADocumentName) {
 
 // ---- through the program ----------------------------------------------------------------
 
-namespace {
-class TNoDevices : public TKvPortDeviceSource {
- public:
-  std::vector<TKvPortDevice> Devices() override { return {}; }
-};
-
-class ProgramExportTest : public AppModuleTest {
- protected:
-  void SetUp() override {
-    AppModuleTest::SetUp();
-    WriteFile(SkinFile(), "[Brevik]\nQWidget {}\n");
-  }
-  TNoDevices Devices;
-};
-}  // namespace
+class ProgramExportTest : public ProgramTestBase {};
 
 TEST_F(ProgramExportTest, CtrlEExportsTheRecordingAsTheDialogSays) {
   TLvxProgram program(&Devices);
   program.Main().show();
-  QComboBox* ports = FrmLvx_Connect->cxComboBoxCOM;
-  ports->setCurrentIndex(ports->findText("Simulation"));
-  Click(FrmLvx_Connect->cxButtonConnect);
-  Click(FrmLvx_Connect->cxButtonRecordData);
+  ConnectSimulation();
+  PressRecord();
   Clock.Advance(3000);
   Click(FrmLvx_Connect->cxButtonRecordData);  // pause
   const int rows = program.Commander().KvMemTableData.RecordCount();

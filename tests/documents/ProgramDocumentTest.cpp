@@ -6,7 +6,7 @@
 #include <QToolButton>
 #include <QtTest>
 
-#include "../frame/AppModuleFixture.h"
+#include "../frame/ProgramFixture.h"
 #include "KvGridView.h"
 #include "KvPortDevices.h"
 #include "KvStdActns.h"
@@ -17,29 +17,11 @@
 #include "UFrmLvx_Main.h"
 
 namespace {
-class TNoDevices : public TKvPortDeviceSource {
- public:
-  std::vector<TKvPortDevice> Devices() override { return {}; }
-};
-
-class ProgramDocumentTest : public AppModuleTest {
+class ProgramDocumentTest : public ProgramTestBase {
  protected:
-  void SetUp() override {
-    AppModuleTest::SetUp();
-    WriteFile(SkinFile(), "[Brevik]\nQWidget {}\n");
-  }
-  // Every level of the table, oldest first.
-  static QList<double> Levels(TLvxProgram& program) {
-    TKvMemTable& t = program.Commander().KvMemTableData;
-    QList<double> levels;
-    t.SetIndexName(TKvMeasurementTable::IndexAscName);
-    for (t.First(); !t.Eof(); t.Next()) levels << t.FieldByName("Y").AsFloat();
-    return levels;
-  }
   QString OwnFile() const {
     return QFileInfo(IniFile()).path() + "/" + QFileInfo(IniFile()).completeBaseName() + ".dat";
   }
-  TNoDevices Devices;
 };
 }  // namespace
 
@@ -49,10 +31,8 @@ TEST_F(ProgramDocumentTest, ExitWithYesKeepsTheRecordingAndASecondRunOpensIt) {
     TLvxProgram program(&Devices);
     program.Main().show();
     EXPECT_EQ(DmKvBasic->FileOpen1->Dialog.Filter, TDmKvBasic::DataFilter);
-    QComboBox* ports = FrmLvx_Connect->cxComboBoxCOM;
-    ports->setCurrentIndex(ports->findText("Simulation"));
-    QTest::mouseClick(FrmLvx_Connect->cxButtonConnect, Qt::LeftButton);
-    QTest::mouseClick(FrmLvx_Connect->cxButtonRecordData, Qt::LeftButton);
+    ConnectSimulation();
+    PressRecord();
     Clock.Advance(4000);
     recorded = Levels(program);
     ASSERT_GE(recorded.size(), 2);

@@ -9,7 +9,7 @@
 #include <QToolButton>
 #include <QtTest>
 
-#include "../frame/AppModuleFixture.h"
+#include "../frame/ProgramFixture.h"
 #include "KvJournalWriter.h"
 #include "KvLocale.h"
 #include "KvPortDevices.h"
@@ -21,30 +21,13 @@
 #include "UFrmLvx_Main.h"
 
 namespace {
-class TNoDevices : public TKvPortDeviceSource {
- public:
-  std::vector<TKvPortDevice> Devices() override { return {}; }
-};
-
-class ProgramRecoveryTest : public AppModuleTest {
+class ProgramRecoveryTest : public ProgramTestBase {
  protected:
-  void SetUp() override {
-    AppModuleTest::SetUp();
-    WriteFile(SkinFile(), "[Brevik]\nQWidget {}\n");
-  }
-  static QList<double> Levels(TLvxProgram& program) {
-    TKvMemTable& t = program.Commander().KvMemTableData;
-    QList<double> levels;
-    t.SetIndexName(TKvMeasurementTable::IndexAscName);
-    for (t.First(); !t.Eof(); t.Next()) levels << t.FieldByName("Y").AsFloat();
-    return levels;
-  }
   // Shows the window and lets the splash go, after which the question comes.
   void Start(TLvxProgram& program) {
     program.Main().show();
     Clock.Advance(3000);
   }
-  TNoDevices Devices;
 };
 
 TKvReadingValues At(int h, int n, int s, double level) {
@@ -57,10 +40,8 @@ TEST_F(ProgramRecoveryTest, AnUnsavedRecordingComesBackOnYesAndASaveKeepsItAndEn
   {
     TLvxProgram program(&Devices);
     Start(program);
-    QComboBox* ports = FrmLvx_Connect->cxComboBoxCOM;
-    ports->setCurrentIndex(ports->findText("Simulation"));
-    QTest::mouseClick(FrmLvx_Connect->cxButtonConnect, Qt::LeftButton);
-    QTest::mouseClick(FrmLvx_Connect->cxButtonRecordData, Qt::LeftButton);
+    ConnectSimulation();
+    PressRecord();
     Clock.Advance(4000);
     recorded = Levels(program);
     ASSERT_GE(recorded.size(), 3);

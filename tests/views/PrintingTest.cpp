@@ -14,7 +14,7 @@
 #include <QStatusBar>
 #include <QTimer>
 
-#include "../frame/AppModuleFixture.h"
+#include "../frame/ProgramFixture.h"
 #include "KvGridView.h"
 #include "KvPortDevices.h"
 #include "KvStdActns.h"
@@ -26,11 +26,6 @@
 #include "UFrmLvx_Main.h"
 
 namespace {
-class TNoDevices : public TKvPortDeviceSource {
- public:
-  std::vector<TKvPortDevice> Devices() override { return {}; }
-};
-
 // The text of a PDF, one entry per page; a copy goes to LVX_VIEWS_SHOTS for a person to see.
 QStringList PdfPages(const QString& file) {
   if (qEnvironmentVariableIsSet("LVX_VIEWS_SHOTS"))
@@ -79,11 +74,10 @@ std::vector<double> CurveHeightByQuarter(const QImage& image, QColor color) {
 }
 }  // namespace
 
-class PrintingTest : public AppModuleTest {
+class PrintingTest : public ProgramTestBase {
  protected:
   void SetUp() override {
-    AppModuleTest::SetUp();
-    WriteFile(SkinFile(), "[Brevik]\nQWidget {}\n");
+    ProgramTestBase::SetUp();
     Program = std::make_unique<TLvxProgram>(&Devices);
     Program->Main().show();
     Table = dynamic_cast<TFrmDxTable*>(FrmDxTable);
@@ -142,7 +136,6 @@ class PrintingTest : public AppModuleTest {
     };
   }
 
-  TNoDevices Devices;
   std::unique_ptr<TLvxProgram> Program;
   TFrmDxTable* Table = nullptr;
 };

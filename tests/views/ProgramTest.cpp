@@ -4,7 +4,7 @@
 #include <QPushButton>
 #include <QtTest>
 
-#include "../frame/AppModuleFixture.h"
+#include "../frame/ProgramFixture.h"
 #include "KvGridView.h"
 #include "KvPortDevices.h"
 #include "LvxProgram.h"
@@ -14,19 +14,10 @@
 #include "UDxTable.h"
 #include "UFrmLvx_Main.h"
 
-namespace {
-class TNoDevices : public TKvPortDeviceSource {
- public:
-  std::vector<TKvPortDevice> Devices() override { return {}; }
-};
-}  // namespace
-
-class ProgramTest : public AppModuleTest {};
+class ProgramTest : public ProgramTestBase {};
 
 TEST_F(ProgramTest, SimulatedReadingsReachTheDockedTableAndChartWhileRecording) {
-  WriteFile(SkinFile(), "[Brevik]\nQWidget {}\n");
-  TNoDevices devices;
-  TLvxProgram program(&devices);
+  TLvxProgram program(&Devices);
   program.Main().show();
   auto* table = dynamic_cast<TFrmDxTable*>(FrmDxTable);
   auto* chart = dynamic_cast<TFrmDxChart*>(FrmDxChart);
@@ -35,12 +26,10 @@ TEST_F(ProgramTest, SimulatedReadingsReachTheDockedTableAndChartWhileRecording) 
   EXPECT_EQ(table->parentWidget(), program.Main().cxGroupBoxDataTable);
   EXPECT_EQ(chart->parentWidget(), program.Main().cxGroupBox_Chart);
 
-  QComboBox* ports = FrmLvx_Connect->cxComboBoxCOM;
-  ports->setCurrentIndex(ports->findText("Simulation"));
-  QTest::mouseClick(FrmLvx_Connect->cxButtonConnect, Qt::LeftButton);
+  ConnectSimulation();
   Clock.Advance(2050);
   EXPECT_EQ(table->cxGridTableDBTableView2->model()->rowCount(), 0);  // not recording yet
-  QTest::mouseClick(FrmLvx_Connect->cxButtonRecordData, Qt::LeftButton);
+  PressRecord();
   ASSERT_TRUE(program.Commander().IsRecording());
   Clock.Advance(3000);
   const int rows = table->cxGridTableDBTableView2->model()->rowCount();

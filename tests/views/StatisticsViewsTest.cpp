@@ -3,7 +3,7 @@
 // started by its entry. The figures themselves are checked in the documents suite.
 #include <QtTest>
 
-#include "../frame/AppModuleFixture.h"
+#include "../frame/ProgramFixture.h"
 #include "KvChartLeq.h"
 #include "KvCheckComboBox.h"
 #include "KvGridView.h"
@@ -147,29 +147,18 @@ TEST_F(LeqChannelTest, IsAFifthChannelOffByDefaultDrawingTheRunningLeq) {
   EXPECT_NEAR(Leq().Points().Value(0), 50, 1e-9);
 }
 
-namespace {
-class TNoDevices : public TKvPortDeviceSource {
- public:
-  std::vector<TKvPortDevice> Devices() override { return {}; }
-};
-}  // namespace
-
-class ProgramStatisticsTest : public AppModuleTest {};
+class ProgramStatisticsTest : public ProgramTestBase {};
 
 TEST_F(ProgramStatisticsTest, StripAndLeqFollowTheSimulatedInstrument) {
-  WriteFile(SkinFile(), "[Brevik]\nQWidget {}\n");
-  TNoDevices devices;
-  TLvxProgram program(&devices);
+  TLvxProgram program(&Devices);
   program.Main().show();
   auto* table = dynamic_cast<TFrmDxTable*>(FrmDxTable);
   auto* chart = dynamic_cast<TFrmDxChart*>(FrmDxChart);
   ASSERT_TRUE(table && chart && table->StatisticsStrip);
   EXPECT_EQ(table->StatisticsStrip->parentWidget(), table);
-  QComboBox* ports = FrmLvx_Connect->cxComboBoxCOM;
-  ports->setCurrentIndex(ports->findText("Simulation"));
-  QTest::mouseClick(FrmLvx_Connect->cxButtonConnect, Qt::LeftButton);
+  ConnectSimulation();
   Clock.Advance(2050);
-  QTest::mouseClick(FrmLvx_Connect->cxButtonRecordData, Qt::LeftButton);
+  PressRecord();
   Clock.Advance(40000);
   TKvMeasurementTable& data = program.Commander().KvMemTableData;
   ASSERT_GE(data.RecordCount(), 4);
