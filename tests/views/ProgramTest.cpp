@@ -39,6 +39,8 @@ TEST_F(ProgramTest, SimulatedReadingsReachTheDockedTableAndChartWhileRecording) 
   EXPECT_FALSE(table->FooterText().isEmpty());
   EXPECT_TRUE(DmKvBasic->IsModified());
   if (qEnvironmentVariableIsSet("LVX_VIEWS_SHOTS")) {
+    // A recording of a minute and a half for the pictures.
+    Clock.Advance(90000);
     program.Main().resize(1297, 820);
     program.Main().dxLayoutControl1GroupMain->setCurrentIndex(TFrmKvMain::TabDataTable);
     program.Main().grab().save(qEnvironmentVariable("LVX_VIEWS_SHOTS") + "/program_table.png");
