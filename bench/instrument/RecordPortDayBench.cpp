@@ -15,33 +15,11 @@
 #include <chrono>
 #include <thread>
 
+#include "../../tests/tools/MeterRecord.h"
+
 namespace {
 constexpr int kPerSecond = 13;
 constexpr int kDay = 86400 * kPerSecond;
-
-QByteArray Record(int i) {
-  const int second = i / kPerSecond, level = 300 + i % 600;
-  const int h = second / 3600, n = second / 60 % 60, s = second % 60;
-  const char rec[18] = {char(0xA2),
-                        0x0C,
-                        char(level / 1000),
-                        char(level / 100 % 10),
-                        char(level / 10 % 10),
-                        char(level % 10),
-                        1,
-                        1,
-                        0,
-                        6,
-                        1,
-                        5,
-                        char(h / 10),
-                        char(h % 10),
-                        char(n / 10),
-                        char(n % 10),
-                        char(s / 10),
-                        char(s % 10)};
-  return QByteArray(rec, 18);
-}
 
 long ResidentKb(qint64 pid) {
   QFile status(QString("/proc/%1/status").arg(pid));
@@ -72,7 +50,7 @@ void BM_RecordPortADay(benchmark::State& state) {
     const auto start = std::chrono::steady_clock::now();
     QByteArray chunk;
     for (int i = 0; i < kDay; ++i) {
-      chunk += Record(i);
+      chunk += MeterRecord(300 + i % 600, i / kPerSecond);
       if (chunk.size() >= 18 * 200 || i == kDay - 1) {
         for (qsizetype at = 0; at < chunk.size();) {
           const ssize_t n = write(master, chunk.constData() + at, size_t(chunk.size() - at));

@@ -15,32 +15,10 @@
 #include <chrono>
 #include <thread>
 
+#include "MeterRecord.h"
+
 namespace {
 using namespace std::chrono_literals;
-
-// Reading i bears the time i seconds after midnight and a level that follows i.
-QByteArray Record(int i) {
-  const int level = 300 + i % 600, h = i / 3600, n = i / 60 % 60, s = i % 60;
-  const char rec[18] = {char(0xA2),
-                        0x0C,
-                        char(level / 1000),
-                        char(level / 100 % 10),
-                        char(level / 10 % 10),
-                        char(level % 10),
-                        1,
-                        1,
-                        0,
-                        6,
-                        1,
-                        5,
-                        char(h / 10),
-                        char(h % 10),
-                        char(n / 10),
-                        char(n % 10),
-                        char(s / 10),
-                        char(s % 10)};
-  return QByteArray(rec, 18);
-}
 
 // A meter on a pseudo-terminal that the link points at, sending at the line's rate.
 class TPtyMeter {
@@ -63,7 +41,7 @@ class TPtyMeter {
     const auto end = std::chrono::steady_clock::now() + duration;
     int i = first;
     for (; std::chrono::steady_clock::now() < end; ++i) {
-      const QByteArray r = Record(i);
+      const QByteArray r = MeterRecord(300 + i % 600, i);
       EXPECT_EQ(write(FMaster, r.constData(), r.size()), r.size());
       if (sent) *sent = i + 1;
       std::this_thread::sleep_for(77ms);
