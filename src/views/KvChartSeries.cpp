@@ -142,14 +142,15 @@ QVector<QCPGraphData> TKvSeriesPoints::Sampled(double from, double to, int colum
     }
     const double k0 = FKeys[size_t(i)], k1 = FKeys[size_t(stop - 1)];
     if (any) {
-      // The nearer extreme first: a dense column then costs one stroke of its height, not
-      // two or three.
-      const double v0 = FValues[size_t(i)];
-      const bool maxFirst = !std::isnan(v0) && b.Max - v0 < v0 - b.Min;
+      // The extremes in the order that draws the least: a dense column then costs about one
+      // stroke of its height, not two or three.
+      const double v0 = FValues[size_t(i)], v1 = FValues[size_t(stop - 1)];
+      auto gap = [](double a, double b) { return std::isnan(a) ? 0.0 : std::abs(a - b); };
+      const bool maxFirst = gap(v0, b.Max) + gap(v1, b.Min) < gap(v0, b.Min) + gap(v1, b.Max);
       out.append(QCPGraphData(k0, v0));
       out.append(QCPGraphData((k0 + k1) / 2, maxFirst ? b.Max : b.Min));
       out.append(QCPGraphData((k0 + k1) / 2, maxFirst ? b.Min : b.Max));
-      out.append(QCPGraphData(k1, FValues[size_t(stop - 1)]));
+      out.append(QCPGraphData(k1, v1));
     }
     if (b.Gap) out.append(QCPGraphData(k1, qQNaN()));
     i = stop;

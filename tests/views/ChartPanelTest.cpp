@@ -2,6 +2,7 @@
 // range channels of the live path, the block average, autoscale and zoom history, and its
 // stored interval. Points arrive through recorded readings, as in the program.
 #include <QtTest>
+#include <tuple>
 
 #include "KvCheckComboBox.h"
 #include "PanelsFixture.h"
@@ -197,6 +198,20 @@ TEST(KvSeriesPoints, SamplingKeepsEachColumnsExtremesAndGaps) {
   // A point out of order finds its place.
   points.Add(10.5, 60);
   EXPECT_EQ(points.Value(points.LowerBound(10.5)), 60);
+
+  // A dense column is drawn from its first value over its extremes to its last in the order
+  // that travels least: high first when it starts high and ends low, low first otherwise.
+  for (const auto& [start, end, topFirst] : {std::tuple{90.0, 55.0, true}, {55.0, 90.0, false}}) {
+    TKvSeriesPoints column;
+    for (int i = 0; i < 1000; ++i)
+      column.Add(i, i == 0 ? start : i == 999 ? end : (i % 2 ? 100 : 50));
+    const QVector<QCPGraphData> drawn = column.Sampled(0, 1000, 1, sampled);
+    ASSERT_EQ(drawn.size(), 4);
+    EXPECT_EQ(drawn[0].value, start);
+    EXPECT_EQ(drawn[1].value, topFirst ? 100 : 50);
+    EXPECT_EQ(drawn[2].value, topFirst ? 50 : 100);
+    EXPECT_EQ(drawn[3].value, end);
+  }
 }
 
 TEST_F(PanelsTest, ANewDocumentEmptiesTheChartThroughTheCommandersClearEvent) {
