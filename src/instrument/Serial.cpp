@@ -311,8 +311,16 @@ bool TSerial::Configure(int fd) {
 bool TSerial::Lock(int fd) {
   // TIOCEXCL keeps out whoever opens after us, the lock whoever holds the port already and
   // follows the same convention.
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) return false;
   ioctl(fd, TIOCEXCL);
-  return flock(fd, LOCK_EX | LOCK_NB) == 0;
+  return true;
+}
+
+void TSerial::CloseLocked(int fd) {
+  // A pseudo-terminal's line outlives its closing while the far end is open, and would go
+  // on refusing everyone but root.
+  ioctl(fd, TIOCNXCL);
+  close(fd);
 }
 
 uint32_t TSerial::BuildEventMask() const {
@@ -337,21 +345,18 @@ bool TSerial::OpenComm() {
   QString why;
   if (!path.isEmpty()) {
     fd = open(path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    bool refused = false;
     if (fd < 0) {
       err = errno;
     } else if (!Lock(fd)) {
-      refused = true;
+      close(fd);
+      fd = -1;
       err = EBUSY;
       why = "the port is in use by another program";
     } else if (!Configure(fd)) {
-      refused = true;
       err = errno;
       if (err == EINVAL)
         why = QString("the line can't take %1 baud with these settings").arg(FBaudrate);
-    }
-    if (refused) {
-      close(fd);
+      CloseLocked(fd);
       fd = -1;
     }
   }
@@ -469,7 +474,7 @@ void TSerial::Release() {
   MasterEventMask = 0;
   FStopEvent = -1;
   const int fd = FSerHandle.exchange(-1);
-  if (fd >= 0) close(fd);
+  if (fd >= 0) CloseLocked(fd);
   FActive = false;
 }
 

@@ -38,7 +38,7 @@
 //                               which the line sends ahead of its queue; others are written
 //   SetCommBreak, ClearCommBreak  ioctl TIOCSBRK / TIOCCBRK
 //   GetCommModemStatus          ioctl TIOCMGET (TIOCM_CTS, TIOCM_DSR)
-//   CloseHandle                 close(), which also drops the flock
+//   CloseHandle                 ioctl TIOCNXCL, then close(), which also drops the flock
 //   SetThreadPriority           setpriority(PRIO_PROCESS, 0) on the reader thread itself, since
 //                               each thread has its own nice value: tpIdle 19, tpLowest 10,
 //                               tpLower 5, tpHigher -5, tpHighest -10, tpTimeCritical -20;
@@ -290,7 +290,9 @@ class TSerial : public TCustomSerial {
  private:
   struct THandlers;
   bool Configure(int fd);
+  // Takes the advisory lock, then keeps later openers out; false when another holds it.
   bool Lock(int fd);
+  void CloseLocked(int fd);
   void Release();
   void ReportOpenFailure(const QString& path, int err, const QString& why);
   void ReportPriority(int err);

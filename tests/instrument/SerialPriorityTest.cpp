@@ -95,7 +95,7 @@ TEST_F(SerialPriorityTest, ARefusedRaiseLeavesThePortWorkingAndIsToldOnce) {
   };
   for (int opening = 0; opening < 3; ++opening) {
     const pid_t reader = openWithoutPrivilege();
-    ASSERT_TRUE(Serial->Active());
+    ASSERT_TRUE(Serial->Active()) << "opening " << opening;
     ASSERT_NE(reader, 0) << "no byte reached the reader thread";
     if (NiceOf(reader) == -20) GTEST_SKIP() << "this process may raise priorities regardless";
     EXPECT_EQ(NiceOf(reader), started);

@@ -281,6 +281,27 @@ TEST_F(SerialTest, APortHeldByAnotherProgramFailsToOpenWithTheReason) {
   }
 }
 
+TEST_F(SerialTest, AClosedOrRefusedPortIsOpenToOthersAgain) {
+  // A pseudo-terminal's line outlives the port's closing: only root could open it again if
+  // the port left it exclusive.
+  TWithoutCapabilities asAUser({CAP_SYS_ADMIN});
+  auto othersMayOpen = [&] {
+    const int other = open(Pty.Path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (other >= 0) close(other);
+    return other >= 0;
+  };
+  Connect();
+  EXPECT_FALSE(othersMayOpen());
+  Serial->SetActive(false);
+  EXPECT_TRUE(othersMayOpen());
+  Serial->SetBaudrate(7000);  // no line speed: refused after the port took the line
+  Serial->SetActive(true);
+  ASSERT_FALSE(Serial->Active());
+  EXPECT_TRUE(othersMayOpen());
+  Serial->SetBaudrate(2400);
+  Connect();
+}
+
 TEST_F(SerialTest, AHandlerClosingItsOwnPortFreesNothingInUse) {
   std::atomic<int> closings{0};
   Serial->OnRxChar = [&] {
