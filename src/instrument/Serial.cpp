@@ -90,6 +90,12 @@ int NiceOf(TThreadPriority p) {
   static const int nice[] = {19, 10, 5, 0, -5, -10, -20};
   return nice[p];
 }
+
+// Gives the calling thread the priority's nice value; 0 or the errno of a refusal.
+int ApplyPriority(TThreadPriority p) {
+  if (p == tpNormal) return 0;
+  return setpriority(PRIO_PROCESS, 0, NiceOf(p)) == 0 ? 0 : errno;
+}
 }  // namespace
 
 // What the port thread calls, as they were when the port opened.
@@ -123,7 +129,11 @@ TSerThread::TContext::~TContext() {
 }
 
 TSerThread::TSerThread(std::shared_ptr<TContext> context, TThreadPriority priority)
-    : FContext(std::move(context)), FThread(&TSerThread::Execute, FContext, priority) {}
+    : FContext(std::move(context)), FThread(&TSerThread::Execute, FContext, priority) {
+  // The opener reports a refusal, and a test may look at the thread as soon as the port is
+  // open; the wait is for a system call, not for the line.
+  FContext->PriorityError.wait(TContext::kPending);
+}
 
 void TSerThread::Terminate() {
   if (!FThread.joinable()) return;
@@ -138,8 +148,8 @@ void TSerThread::Terminate() {
 }
 
 void TSerThread::Execute(std::shared_ptr<TContext> ctx, TThreadPriority priority) {
-  // Raising a thread's priority needs a privilege; without it the thread runs as it is.
-  setpriority(PRIO_PROCESS, 0, NiceOf(priority));
+  ctx->PriorityError = ApplyPriority(priority);
+  ctx->PriorityError.notify_all();
   const bool looks = ctx->EventMask & (kLineEvents | kCountEvents | EV_TXEMPTY);
   const bool receives = ctx->EventMask & (EV_RXCHAR | EV_RXFLAG);
   TLineState line;
@@ -166,10 +176,14 @@ void TSerThread::Execute(std::shared_ptr<TContext> ctx, TThreadPriority priority
       line = now;
     }
     events &= ctx->EventMask;
+    const int64_t takenBefore = ctx->BytesTaken();
     if (events) ctx->Dispatch(events);
     if (ctx->Stopped) return;  // a handler closed the port; the descriptor is gone
     // While idle the count is what a handler left; it moves on only after a receive event.
-    if (!idle) unread = (events & EV_RXCHAR) ? std::max(Waiting(ctx->Handle), 0) : waiting;
+    // Bytes that came while the handler ran are no leftovers but news, to be told at once.
+    if (!idle)
+      unread = (events & EV_RXCHAR) ? std::max(waiting - int(ctx->BytesTaken() - takenBefore), 0)
+                                    : waiting;
     if (hungUp) {
       if (ctx->OnHangUp) ctx->OnHangUp();
       return;
@@ -297,8 +311,16 @@ bool TSerial::Configure(int fd) {
 bool TSerial::Lock(int fd) {
   // TIOCEXCL keeps out whoever opens after us, the lock whoever holds the port already and
   // follows the same convention.
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) return false;
   ioctl(fd, TIOCEXCL);
-  return flock(fd, LOCK_EX | LOCK_NB) == 0;
+  return true;
+}
+
+void TSerial::CloseLocked(int fd) {
+  // A pseudo-terminal's line outlives its closing while the far end is open, and would go
+  // on refusing everyone but root.
+  ioctl(fd, TIOCNXCL);
+  close(fd);
 }
 
 uint32_t TSerial::BuildEventMask() const {
@@ -323,21 +345,18 @@ bool TSerial::OpenComm() {
   QString why;
   if (!path.isEmpty()) {
     fd = open(path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    bool refused = false;
     if (fd < 0) {
       err = errno;
     } else if (!Lock(fd)) {
-      refused = true;
+      close(fd);
+      fd = -1;
       err = EBUSY;
       why = "the port is in use by another program";
     } else if (!Configure(fd)) {
-      refused = true;
       err = errno;
       if (err == EINVAL)
         why = QString("the line can't take %1 baud with these settings").arg(FBaudrate);
-    }
-    if (refused) {
-      close(fd);
+      CloseLocked(fd);
       fd = -1;
     }
   }
@@ -381,13 +400,33 @@ bool TSerial::OpenComm() {
       };
     else
       ctx->Dispatch = [=, this](uint32_t events) { Dispatch(*handlers, events); };
+    ctx->BytesTaken = [this] { return FBytesTaken.load(); };
     ctx->OnHangUp = [=, this] {
       QMetaObject::invokeMethod(
           this, [=, this] { PortHungUp(session); }, Qt::QueuedConnection);
     };
     SerThread = std::make_unique<TSerThread>(ctx, ThreadPriority);
+    ReportPriority(SerThread->PriorityError());
   }
   return true;
+}
+
+void TSerial::ReportPriority(int err) {
+  // Told once for as long as the same priority keeps being refused: every opening would
+  // repeat it otherwise.
+  if (err == 0) {
+    FPriorityRefused = tpNormal;
+    return;
+  }
+  if (ThreadPriority == FPriorityRefused) return;
+  FPriorityRefused = ThreadPriority;
+  KvSysHelper().SysLog_Add(
+      this, "",
+      QString("%1 reads at the priority its thread was started with: nice %2 was refused (%3); "
+              "raising it needs the CAP_SYS_NICE capability or a higher RLIMIT_NICE")
+          .arg(Com(FCOMPort))
+          .arg(NiceOf(ThreadPriority))
+          .arg(QString::fromLocal8Bit(strerror(err))));
 }
 
 void TSerial::ReportOpenFailure(const QString& path, int err, const QString& why) {
@@ -435,7 +474,7 @@ void TSerial::Release() {
   MasterEventMask = 0;
   FStopEvent = -1;
   const int fd = FSerHandle.exchange(-1);
-  if (fd >= 0) close(fd);
+  if (fd >= 0) CloseLocked(fd);
   FActive = false;
 }
 
@@ -515,7 +554,10 @@ int TSerial::ReceiveData(uint8_t* buffer, int len) {
     if (n == 0 || (errno != EAGAIN && errno != EINTR)) break;
     if (!SyncWait || !WaitFor(POLLIN, FRecTimeOut)) break;
   }
-  if (got > 0) NoticeEventChar(buffer, got);
+  if (got > 0) {
+    FBytesTaken += got;
+    NoticeEventChar(buffer, got);
+  }
   return got;
 }
 

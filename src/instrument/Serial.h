@@ -38,7 +38,13 @@
 //                               which the line sends ahead of its queue; others are written
 //   SetCommBreak, ClearCommBreak  ioctl TIOCSBRK / TIOCCBRK
 //   GetCommModemStatus          ioctl TIOCMGET (TIOCM_CTS, TIOCM_DSR)
-//   CloseHandle                 close(), which also drops the flock
+//   CloseHandle                 ioctl TIOCNXCL, then close(), which also drops the flock
+//   SetThreadPriority           setpriority(PRIO_PROCESS, 0) on the reader thread itself, since
+//                               each thread has its own nice value: tpIdle 19, tpLowest 10,
+//                               tpLower 5, tpHigher -5, tpHighest -10, tpTimeCritical -20;
+//                               tpNormal leaves the thread as it was started. A raise needs
+//                               CAP_SYS_NICE or RLIMIT_NICE; refused, the port works as it is
+//                               and the log says why, once
 //   GetLastError                errno
 //
 // Threads: the reader thread touches only the descriptor, the stop event, the handlers
@@ -125,6 +131,7 @@ class TCustomSerial : public QObject, public TKvSerialPort {
   int LastError() const override { return FLastError.load(); }
   int SerHandle() const { return FSerHandle.load(); }
   TCOMManager* Manager() const { return FManager; }
+  // The reader thread's priority, taken when the port opens.
   TThreadPriority ThreadPriority = tpNormal;
 
   // The device has vanished: the port counts as closed and OnCOMRemoved is raised. Called on
@@ -155,14 +162,22 @@ class TSerThread {
     const int Handle;
     const uint32_t EventMask;
     int StopEvent = -1;
+    // kPending until the thread has applied its priority, then 0 or the errno of a refusal.
+    static constexpr int kPending = -1;
+    std::atomic<int> PriorityError{kPending};
     std::atomic<bool> Stopped{false};
     std::function<void(uint32_t events)> Dispatch;
+    // How many bytes the data calls have taken from the line so far.
+    std::function<int64_t()> BytesTaken;
     std::function<void()> OnHangUp;
   };
 
+  // Returns once the thread runs with its priority, or has been refused it.
   TSerThread(std::shared_ptr<TContext> context, TThreadPriority priority);
   ~TSerThread() { Terminate(); }
   void Terminate();
+  // 0, or the errno of the refused priority: the thread then runs as it was started.
+  int PriorityError() const { return FContext->PriorityError.load(); }
 
  private:
   static void Execute(std::shared_ptr<TContext> context, TThreadPriority priority);
@@ -275,9 +290,12 @@ class TSerial : public TCustomSerial {
  private:
   struct THandlers;
   bool Configure(int fd);
+  // Takes the advisory lock, then keeps later openers out; false when another holds it.
   bool Lock(int fd);
+  void CloseLocked(int fd);
   void Release();
   void ReportOpenFailure(const QString& path, int err, const QString& why);
+  void ReportPriority(int err);
   void PortHungUp(int session);
   bool WaitFor(short events, int timeoutMs);
   uint32_t BuildEventMask() const;
@@ -301,9 +319,11 @@ class TSerial : public TCustomSerial {
   std::atomic<int> FStopEvent{-1};
   std::shared_ptr<THandlers> FHandlers;  // taken at opening, read by the port thread
   std::unique_ptr<TSerThread> SerThread;
+  TThreadPriority FPriorityRefused = tpNormal;  // the refusal the log has told of last
   // A handler closing its own port zeroes these on the port thread.
   std::atomic<int> FTrmRate{0};
   std::atomic<int> LastTrmBuf{0};
+  std::atomic<int64_t> FBytesTaken{0};  // by ReceiveData, from any thread
   bool StalledFlag = false;
 };
 

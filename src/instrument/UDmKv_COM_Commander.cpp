@@ -455,8 +455,9 @@ void TDmKv_COM_Commander::DoStatusBarNotify(const QString& Msg, bool bLog) {
 }
 
 void TDmKv_COM_Commander::FireStatusBarNotify(const QString& Msg, bool bLog) {
-  // Nothing outruns the thread that flushes: there a full queue is flushed, not dropped.
-  if (QThread::currentThread() == FTimerStatusBar->thread() && FStatusBarNotify.Full())
+  // Nothing outruns the thread that flushes: there a text the queue would not keep is
+  // preceded by a flush, not dropped.
+  if (QThread::currentThread() == FTimerStatusBar->thread() && !FStatusBarNotify.Keeps(Msg))
     FTimerStatusBarTimer();
   if (FStatusBarNotify.Add(Msg, bLog)) FTimerStatusBar->SetEnabled(true);
 }

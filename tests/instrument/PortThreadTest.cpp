@@ -1,6 +1,7 @@
 // Bytes decoded on a port thread while the main thread runs the timers: every hand-over
 // (status queue, watchdog flags and timer switches, the reading) must be race-free. This
 // suite is also run under ThreadSanitizer.
+#include <QRegularExpression>
 #include <QThread>
 #include <atomic>
 #include <mutex>
@@ -40,7 +41,14 @@ TEST_F(PortThreadTest, PortThreadDecodesWhileMainThreadRunsTimers) {
   port.join();
   Clock.Advance(200);
   EXPECT_EQ(delivered.load(), kRecords);
-  EXPECT_EQ(Services.Texts.filter("failure Magic = 5 )").size(), kRecords / 10);
+  // Repeats the main thread had no time to show are counted instead, and said how often.
+  const QRegularExpression dropped("^(\\d+) repeats of \".*failure Magic = 5 \\)\" were dropped$");
+  int told = 0;
+  for (const QString& text : Services.Texts) {
+    const QRegularExpressionMatch m = dropped.match(text);
+    told += m.hasMatch() ? m.captured(1).toInt() : int(text.endsWith("failure Magic = 5 )"));
+  }
+  EXPECT_EQ(told, kRecords / 10);
   Clock.Advance(5000);
   // Virtual time runs freely against the port thread, so a pause may count as a loss too.
   EXPECT_GE(lost.load(), 1);

@@ -4,6 +4,7 @@
 // SerialTest's.
 #include <QCoreApplication>
 #include <random>
+#include <thread>
 
 #include "InstrumentFixture.h"
 #include "KvSys_Helper.h"
@@ -89,12 +90,45 @@ TEST_F(ReceivePathTest, GarbageAtFullSpeedQueuesABoundedBatchAndSaysWhatItDroppe
                               .arg(kBytes - 17 - int(TKvStatusQueue::MaxQueued)));
 }
 
+TEST_F(ReceivePathTest, AFloodOfOneFailureKeepsADistinctOneAndCountsTheRepeats) {
+  // Each record with no digit in its time says the same six times and is still delivered;
+  // one stray byte halfway says something else once. The main thread is busy meanwhile.
+  const QByteArray badTime = Record(0xA2, 0x0C, "0653", "110615", "::::::");
+  const int kRecords = 100;
+  std::thread port([&] {
+    for (int i = 0; i < kRecords; ++i)
+      Receive(i == kRecords / 2 ? QByteArray(1, '\0') + badTime : badTime);
+  });
+  port.join();
+  EXPECT_EQ(Deliveries.size(), size_t(kRecords));
+
+  const QString repeated = "Err: DecodeRxLine: 18 Byte received (failure Time <0 >9)";
+  const QString distinct = "Err: DecodeRxLine: 19 Byte received (failure Magic = 0 )";
+  const QStringList shown = FlushedTexts();
+  ASSERT_EQ(shown.size(), TKvStatusQueue::MaxRepeats + 2) << shown.join("\n").toStdString();
+  EXPECT_EQ(shown.count(repeated), TKvStatusQueue::MaxRepeats);
+  EXPECT_EQ(shown[TKvStatusQueue::MaxRepeats], distinct);
+  EXPECT_EQ(shown.last(), QString("%1 repeats of \"%2\" were dropped")
+                              .arg(6 * kRecords - TKvStatusQueue::MaxRepeats)
+                              .arg(repeated));
+  EXPECT_EQ(Services.Logged, shown);
+
+  // The next batch starts its counts afresh.
+  Services.Texts.clear();
+  std::thread again([&] { Receive(badTime); });
+  again.join();
+  EXPECT_EQ(FlushedTexts(), QStringList(6, repeated));
+}
+
 TEST_F(ReceivePathTest, OnTheFlushingThreadNothingIsDropped) {
-  // The simulation and the tools decode on the main thread: a full queue is shown, not lost.
+  // The simulation and the tools decode on the main thread: a full queue, and a text at its
+  // bound of repeats, are shown, not lost.
   const int kTexts = 3 * int(TKvStatusQueue::MaxQueued);
+  for (int i = 0; i < kTexts; ++i) Commander->FireStatusBarNotify(QString::number(i % 5), false);
   for (int i = 0; i < kTexts; ++i) Commander->FireStatusBarNotify(QString::number(i), false);
   const QStringList shown = FlushedTexts();
-  ASSERT_EQ(shown.size(), kTexts);
+  ASSERT_EQ(shown.size(), 2 * kTexts);
+  EXPECT_EQ(shown.count("4"), kTexts / 5 + 1);
   EXPECT_EQ(shown.last(), QString::number(kTexts - 1));
 }
 

@@ -1,10 +1,13 @@
 #pragma once
 // A port manager over a scripted device list, its numbering file in a temporary folder, and
 // pseudo-terminals standing in for serial devices.
+#include <linux/capability.h>
 #include <pty.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <QTemporaryDir>
+#include <initializer_list>
 #include <memory>
 
 #include "KvPortAssignments.h"
@@ -44,6 +47,28 @@ struct TPty {
     ASSERT_EQ(write(Master, bytes.constData(), size_t(bytes.size())), bytes.size());
   }
   TKvPortDevice AsDevice() const { return {Path, Path, "Virtual port"}; }
+};
+
+// Takes capabilities away from this thread (and the threads it starts meanwhile), so that
+// what a user may not do can be tried in a container that runs as root. Restores them on
+// destruction.
+class TWithoutCapabilities {
+ public:
+  explicit TWithoutCapabilities(std::initializer_list<int> caps) {
+    FOk = syscall(SYS_capget, &FHeader, FSaved) == 0;
+    if (!FOk) return;
+    __user_cap_data_struct reduced[2] = {FSaved[0], FSaved[1]};
+    for (int cap : caps) reduced[cap / 32].effective &= ~(1u << (cap % 32));
+    FOk = syscall(SYS_capset, &FHeader, reduced) == 0;
+  }
+  ~TWithoutCapabilities() {
+    if (FOk) syscall(SYS_capset, &FHeader, FSaved);
+  }
+
+ private:
+  __user_cap_header_struct FHeader{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct FSaved[2]{};
+  bool FOk = false;
 };
 
 class PortManagerTest : public VirtualTimeTest {

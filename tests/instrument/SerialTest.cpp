@@ -5,11 +5,9 @@
 // closes its own port, long streams and garbage floods. Also run under ThreadSanitizer. The
 // port list itself is COMManagerTest's.
 #include <fcntl.h>
-#include <linux/capability.h>
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 
 #include <QCoreApplication>
 #include <QFile>
@@ -22,29 +20,6 @@
 #include "InstrumentFixture.h"
 #include "KvSerialCommander.h"
 #include "SerialFixture.h"
-
-namespace {
-// Takes away root's right to open any file, for this thread, so that a missing permission
-// can be tried in a container that runs as root. Restores it on destruction.
-class TWithoutFileOverride {
- public:
-  TWithoutFileOverride() {
-    FOk = syscall(SYS_capget, &FHeader, FSaved) == 0;
-    if (!FOk) return;
-    __user_cap_data_struct reduced[2] = {FSaved[0], FSaved[1]};
-    reduced[0].effective &= ~((1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH));
-    FOk = syscall(SYS_capset, &FHeader, reduced) == 0;
-  }
-  ~TWithoutFileOverride() {
-    if (FOk) syscall(SYS_capset, &FHeader, FSaved);
-  }
-
- private:
-  __user_cap_header_struct FHeader{_LINUX_CAPABILITY_VERSION_3, 0};
-  __user_cap_data_struct FSaved[2]{};
-  bool FOk = false;
-};
-}  // namespace
 
 class SerialTest : public PortManagerTest {
  protected:
@@ -201,7 +176,7 @@ TEST_P(SerialOpenFailureTest, LeavesThePortClosedAndLogsTheReason) {
   ASSERT_EQ(Manager->DevicePath(2), path);
   Serial->SetCOMPort(2);
   {
-    TWithoutFileOverride asAUser;
+    TWithoutCapabilities asAUser({CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH});
     Serial->SetActive(true);
   }
   if (c.Errno == EACCES && Serial->Active()) {
@@ -216,7 +191,7 @@ TEST_P(SerialOpenFailureTest, LeavesThePortClosedAndLogsTheReason) {
   // Through the commander: its own text first, then the reason, which stays on the bar.
   QString caption;
   {
-    TWithoutFileOverride asAUser;
+    TWithoutCapabilities asAUser({CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH});
     Commander->DoConnect(true, caption);
   }
   const QStringList shown = FlushedStatusTexts();
@@ -306,6 +281,27 @@ TEST_F(SerialTest, APortHeldByAnotherProgramFailsToOpenWithTheReason) {
   }
 }
 
+TEST_F(SerialTest, AClosedOrRefusedPortIsOpenToOthersAgain) {
+  // A pseudo-terminal's line outlives the port's closing: only root could open it again if
+  // the port left it exclusive.
+  TWithoutCapabilities asAUser({CAP_SYS_ADMIN});
+  auto othersMayOpen = [&] {
+    const int other = open(Pty.Path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (other >= 0) close(other);
+    return other >= 0;
+  };
+  Connect();
+  EXPECT_FALSE(othersMayOpen());
+  Serial->SetActive(false);
+  EXPECT_TRUE(othersMayOpen());
+  Serial->SetBaudrate(7000);  // no line speed: refused after the port took the line
+  Serial->SetActive(true);
+  ASSERT_FALSE(Serial->Active());
+  EXPECT_TRUE(othersMayOpen());
+  Serial->SetBaudrate(2400);
+  Connect();
+}
+
 TEST_F(SerialTest, AHandlerClosingItsOwnPortFreesNothingInUse) {
   std::atomic<int> closings{0};
   Serial->OnRxChar = [&] {
@@ -350,16 +346,23 @@ TEST_F(SerialTest, ConnectAndDisconnectWhileThePortThreadReceives) {
   EXPECT_TRUE(FlushedStatusTexts().contains("COM1 closed"));
 }
 
+namespace {
+// The i-th reading of a stream, numbered through its level and seconds.
+QByteArray NumberedRecord(int i) {
+  const QByteArray level = QByteArray::number(i % 10000).rightJustified(4, '0');
+  const QByteArray time = "1430" + QByteArray::number(i % 60).rightJustified(2, '0');
+  return Record(0xA2, 0x0C, level.constData(), "110615", time.constData());
+}
+double NumberedLevel(int i) {
+  return (i % 10000) / 10.0;
+}
+}  // namespace
+
 TEST_F(SerialTest, ALongStreamLosesNothingAndDuplicatesNothing) {
-  // Readings numbered through their level and seconds, delivered in the uneven pieces a USB
-  // adapter hands on.
+  // Delivered as fast as the line takes them, in the uneven pieces a USB adapter hands on.
   const int kRecords = 2000;
   QByteArray stream;
-  for (int i = 0; i < kRecords; ++i) {
-    const QByteArray level = QByteArray::number(i % 10000).rightJustified(4, '0');
-    const QByteArray time = "1430" + QByteArray::number(i % 60).rightJustified(2, '0');
-    stream += Record(0xA2, 0x0C, level.constData(), "110615", time.constData());
-  }
+  for (int i = 0; i < kRecords; ++i) stream += NumberedRecord(i);
   Connect();
   std::mt19937 random(3);
   std::thread feeder([&] {
@@ -375,7 +378,43 @@ TEST_F(SerialTest, ALongStreamLosesNothingAndDuplicatesNothing) {
   std::lock_guard<std::mutex> lock(FLock);
   ASSERT_EQ(Received.size(), size_t(kRecords));
   for (int i = 0; i < kRecords; ++i)
-    ASSERT_DOUBLE_EQ(Received[size_t(i)].dVal, (i % 10000) / 10.0) << "reading " << i;
+    ASSERT_DOUBLE_EQ(Received[size_t(i)].dVal, NumberedLevel(i)) << "reading " << i;
+}
+
+TEST_F(SerialTest, TenMinutesAtTheMetersRateLoseNothingAndKeepTheLinkUp) {
+  // Thirteen readings a second, each written when the virtual clock reaches it, most in two
+  // pieces some milliseconds apart, so that the watchdog and the status queue run among them
+  // as they do at the real rate. Only the wait for the bytes to arrive takes real time.
+  const int kRecords = 13 * 60 * 10;
+  Connect();
+  std::mt19937 random(5);
+  for (int i = 0; i < kRecords; ++i) {
+    const QByteArray record = NumberedRecord(i);
+    const int split = 1 + int(random() % KvRecordSize);
+    Clock.Advance(int64_t(i) * 1000 / 13 - Clock.ElapsedMs());
+    Pty.Write(record.left(split));
+    Clock.Advance(30);
+    if (split < KvRecordSize) Pty.Write(record.mid(split));
+    ASSERT_TRUE(WaitForReadings(size_t(i) + 1)) << "reading " << i << " did not arrive";
+    ASSERT_TRUE(Commander->IsConnected()) << "the watchdog gave up at reading " << i;
+  }
+  EXPECT_NE(Clock.DueAt(Commander->FTimerCheckConn), -1);
+  {
+    std::lock_guard<std::mutex> lock(FLock);
+    ASSERT_EQ(Received.size(), size_t(kRecords));
+    EXPECT_TRUE(OnPortThread) << "the watchdog reported a lost link meanwhile";
+    for (int i = 0; i < kRecords; ++i)
+      ASSERT_DOUBLE_EQ(Received[size_t(i)].dVal, NumberedLevel(i)) << "reading " << i;
+  }
+  EXPECT_TRUE(FlushedStatusTexts().filter("Err:").isEmpty());
+
+  // When the readings stop, the watchdog says so once, within two of its rounds.
+  Clock.Advance(4100);
+  EXPECT_FALSE(Commander->IsConnected());
+  Clock.Advance(20000);
+  std::lock_guard<std::mutex> lock(FLock);
+  ASSERT_EQ(Received.size(), size_t(kRecords) + 1);
+  EXPECT_FALSE(Received.back().bConnected);
 }
 
 TEST_F(SerialTest, AGarbageFloodKeepsTheQueueTheLogAndTheEventsBounded) {
