@@ -91,16 +91,21 @@ BENCHMARK(BM_RecordedReading)
     ->Args({1000000, 1})
     ->Unit(benchmark::kMicrosecond);
 
-void BM_ReplotAfterOnePoint(benchmark::State& state) {
-  TViews views(0, 1);
+// The level series filled at once, as a loaded document fills it.
+void LoadLevels(TViews& views, long long count) {
   std::vector<double> keys, values;
-  for (long long i = 0; i < state.range(0); ++i) {
+  for (long long i = 0; i < count; ++i) {
     const TKvUniqueData d = Reading(i);
     keys.push_back(KvChart_Key(d.dtDate + d.dtTime));
     values.push_back(d.dVal);
   }
   views.Chart->Series(0).SetPoints(std::move(keys), std::move(values), {});
   views.Chart->DoChart_Autoscale();
+}
+
+void BM_ReplotAfterOnePoint(benchmark::State& state) {
+  TViews views(0, 1);
+  LoadLevels(views, state.range(0));
   long long i = state.range(0);
   // The first point after a load grows the series' storage once (a copy of all points);
   // what is measured is the steady state of a recording.
@@ -119,14 +124,7 @@ BENCHMARK(BM_ReplotAfterOnePoint)->Arg(1000000)->Arg(10000000)->Unit(benchmark::
 // A replot with nothing new: what drawing the chart costs whatever its points.
 void BM_ReplotOnly(benchmark::State& state) {
   TViews views(0, 1);
-  std::vector<double> keys, values;
-  for (long long i = 0; i < state.range(0); ++i) {
-    const TKvUniqueData d = Reading(i);
-    keys.push_back(KvChart_Key(d.dtDate + d.dtTime));
-    values.push_back(d.dVal);
-  }
-  views.Chart->Series(0).SetPoints(std::move(keys), std::move(values), {});
-  views.Chart->DoChart_Autoscale();
+  LoadLevels(views, state.range(0));
   for (auto _ : state) views.Chart->DBChart->replot(QCustomPlot::rpImmediateRefresh);
 }
 BENCHMARK(BM_ReplotOnly)->Arg(0)->Arg(1000000)->Unit(benchmark::kMillisecond);
