@@ -92,6 +92,12 @@ class PortManagerTest : public VirtualTimeTest {
     Manager = std::make_unique<TCOMManager>(&Devices, Assignments.get());
     return *Manager;
   }
+  // A component on a manager that knows only this pseudo-terminal.
+  std::unique_ptr<TSerial> SerialOn(TPty& pty) {
+    Devices.List = {pty.AsDevice()};
+    Restart();
+    return std::make_unique<TSerial>(Manager.get());
+  }
   bool Logged(const QString& fragment) const {
     return !KvSysHelper().SysLog_Get().filter(fragment).isEmpty();
   }

@@ -14,9 +14,7 @@ class SerialPriorityTest : public PortManagerTest {
  protected:
   void SetUp() override {
     PortManagerTest::SetUp();
-    Devices.List = {Pty.AsDevice()};
-    Restart();
-    Serial = std::make_unique<TSerial>(Manager.get());
+    Serial = SerialOn(Pty);
     Serial->OnRxChar = [this] {
       Serial->ReceiveText();
       Reader = gettid();

@@ -29,9 +29,7 @@ class SerialPropertiesTest : public PortManagerTest {
  protected:
   void SetUp() override {
     PortManagerTest::SetUp();
-    Devices.List = {Pty.AsDevice()};
-    Restart();
-    Serial = std::make_unique<TSerial>(Manager.get());
+    Serial = SerialOn(Pty);
   }
   void TearDown() override {
     Serial.reset();
